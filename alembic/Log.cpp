@@ -1,0 +1,3 @@
+#include "alembic/Log.h"
+
+Q_LOGGING_CATEGORY(lcImport, "plexmold.import")

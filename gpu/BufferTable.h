@@ -1,0 +1,56 @@
+#pragma once
+
+#include <QLatin1String>
+
+#include <array>
+
+/// The sixteen storage buffers. A row's index is its binding point in every kernel
+/// (shaders/computeShaders/common/bindings.glsl, compared by a test).
+namespace Semantic {
+inline constexpr QLatin1String kPosition("position");
+inline constexpr QLatin1String kNormal("normal");
+inline constexpr QLatin1String kUv("uv");
+inline constexpr QLatin1String kMask("mask");
+inline constexpr QLatin1String kTriangleVertices("triangleVertices");
+inline constexpr QLatin1String kRingVertices("ringVertices");
+inline constexpr QLatin1String kDeltas("deltas");
+inline constexpr QLatin1String kFalloff("falloff");
+inline constexpr QLatin1String kBackupPoints("backupPoints");
+inline constexpr QLatin1String kBrush("brush");
+inline constexpr QLatin1String kArea("area");
+inline constexpr QLatin1String kBrushMatrix("brushMatrix");
+inline constexpr QLatin1String kTriangleHit("triangleHit");
+inline constexpr QLatin1String kBasePoints("basePoints");
+inline constexpr QLatin1String kOffsetPoints("offsetPoints");
+inline constexpr QLatin1String kConstraints("constraints");
+}
+
+enum class ElementType : int { Float = 0, Scalar = 1, UInt = 2, Brush = 3, Area = 4, Hit = 5 };
+
+/// What a buffer has one item for.
+enum class ItemCount { Vertices, TriangleIndices, RingEntries, ConstraintEntries, One,
+                       VertexGroups, TriangleGroups };
+
+enum class BufferUsage { Static, Dynamic };
+
+struct BufferRow {
+    QLatin1String semantic;
+    ElementType element;
+    int components; ///< elements per item
+    BufferUsage usage;
+    ItemCount count;
+};
+
+extern const std::array<BufferRow, 16> kBufferTable;
+
+constexpr int kGroupSize = 1024; ///< invocations of one work group, in every kernel
+
+/// Bytes of one element: 4 for scalars, 76, 32 and 8 for the records.
+int elementSize(ElementType element);
+
+/// Always one group more than the items fill: kernels return early past the end, and an empty mesh
+/// still dispatches once, so no pass needs a special case for it.
+constexpr int groupCount(int items) { return items / kGroupSize + 1; }
+
+/// Groups of a reduction's second pass: ceil(n / 2^20) in real arithmetic.
+int secondPassGroupCount(int items);

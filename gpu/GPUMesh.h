@@ -1,0 +1,150 @@
+#pragma once
+
+#include "gpu/BrushType.h"
+#include "gpu/GLBuffer.h"
+#include "gpu/GpuRecords.h"
+#include "layers/LayerData.h"
+
+#include <QMatrix4x4>
+#include <QObject>
+#include <QOpenGLFunctions_4_3_Core>
+#include <QVector3D>
+
+#include <array>
+#include <memory>
+
+class AlembicFile;
+class QOpenGLDebugLogger;
+class QOpenGLDebugMessage;
+class QOpenGLShaderProgram;
+class QOpenGLTexture;
+class Topology;
+
+/// What a draw needs beside the buffers.
+struct MeshDrawOptions {
+    QMatrix4x4 modelView;
+    QMatrix4x4 projection;
+    QMatrix3x3 normalMatrix;
+    QVector3D lightDirection; ///< eye space, not normalised
+    float compareSplit = -1000.0f; ///< normalised device x of the wipe; -999 or lower is off
+    bool wireframe = false;
+};
+
+/// The graphics card's copy of the imported mesh: the sixteen storage buffers of BufferTable.h, the
+/// brush alphas, a program per draw style and per kernel, and the passes over them. One lives for
+/// the whole run; an import resizes its buffers.
+///
+/// Every operation needs a context of the share group current and first makes sure that initialize()
+/// has run; without OpenGL 4.3 each is a no-op. Buffers and programs serve every shared context;
+/// vertex arrays are the views' own business. Each dispatch is followed by the storage barrier (with
+/// the buffer-update bit, which copies and read-backs need). Positions are world space.
+class GPUMesh : public QObject, protected QOpenGLFunctions_4_3_Core {
+    Q_OBJECT
+
+public:
+    GPUMesh();
+    ~GPUMesh() override;
+
+    bool initialize();
+    /// Binds the sixteen buffers to their binding points in the current context. False without
+    /// OpenGL 4.3.
+    bool bind();
+    void release();
+
+    /// The tables that allocateBuffers() and draw() read; not owned, must outlive the mesh or be
+    /// replaced by null.
+    void setTopology(const Topology *topology);
+    /// Sizes every buffer for the topology, uploads its tables, zeroes the rest.
+    void allocateBuffers();
+    /// No vertices, no rest points; what an empty scene shows.
+    void clear();
+    int vertexCount() const { return m_vertexCount; }
+    int triangleCount() const { return m_triangleCount; }
+
+    /// The rest pose: the start frame's points at import, replaced by "Save Morph". Mush and Cloth
+    /// layers start from it, the clone brush rebuilds it. Its length may differ from the vertex
+    /// count (an archive whose start frame could not be read); who needs it checks.
+    const PointArray &restPoints() const { return m_restPoints; }
+    void setRestPoints(PointArray points) { m_restPoints = std::move(points); }
+
+    /// Null, and a debug line, for a name that is in no row of the table.
+    GLBuffer *bufferBySemantic(const QString &semantic);
+    /// Uploads into the buffer; false, nothing changed, when the items do not number exactly the
+    /// buffer's (no kernel may read past an end) or the name is unknown.
+    template<class Item> bool upload(const QString &semantic, const std::vector<Item> &items)
+    {
+        GLBuffer *buffer = initialize() ? bufferBySemantic(semantic) : nullptr;
+        if (!buffer || int(items.size()) != buffer->itemCount())
+            return false;
+        buffer->upload(items);
+        return true;
+    }
+    template<class Item> std::vector<Item> readBack(const QString &semantic)
+    {
+        GLBuffer *buffer = initialize() ? bufferBySemantic(semantic) : nullptr;
+        return buffer ? buffer->readBack<Item>() : std::vector<Item>();
+    }
+    void fillZero(const QString &semantic);
+    /// One vec4 per vertex from one buffer to the other.
+    void copyBuffer(const QString &source, const QString &target);
+
+    /// The imported points at a frame go into "position". A frame whose points cannot be read, or do
+    /// not number one per vertex, keeps the last good imported positions, with one debug line.
+    void loadFrame(int frame, double framesPerSecond, const AlembicFile &alembic);
+
+    // One dab (GPUMeshSculpt.cpp).
+    /// `nearPoint`, `farPoint`: the mouse ray's ends. Reads the brush record back only when asked.
+    void closestIntersection(const QVector3D &nearPoint, const QVector3D &farPoint,
+                             bool ignoreBackface, BrushData *readBack = nullptr);
+    void pickVertices(float radius);
+    void pickVerticesBySurface(float radius);
+    void computeArea(float radius);
+    void sculpt(const BrushSettings &brush, const QVector3D &moveVector);
+
+    // Deformers (GPUMeshDeform.cpp).
+    void updateNormals();
+    void addDeltas(bool tangent, float intensity, int cloneIterations, float cloneIntensity);
+    void clone(int iterations, float intensity, bool tangent);
+    void relax(int iterations, float intensity, bool useMask, bool cotangent);
+    /// `basePoints` (relaxed rest pose) and `offsetPoints` (rest pose): one per vertex.
+    void mush(int iterations, int cloneIterations, float envelope, const PointArray &basePoints,
+              const PointArray &offsetPoints);
+    void jiggle(float intensity, float damping, float stiffness, float asMuscle,
+                int cloneIterations);
+    void cloth(int steps, float intensity);
+
+    // Drawing (GPUMeshDraw.cpp).
+    void draw(const MeshDrawOptions &options);
+
+public slots:
+    void onMessageLogged(const QOpenGLDebugMessage &message);
+
+private:
+    // Order of building; kernels from VertexNormals on.
+    enum class Program {
+        Draw, Compare, Wire,
+        VertexNormals, ClosestIntersection, AreaCompute, Picking, Sculpt, AddDeltas, Cloth, Clone,
+        Relax, Mush, Jiggle,
+        Count
+    };
+
+    QOpenGLShaderProgram &program(Program which);
+    /// The one place that dispatches: the bound program over `groups` work groups, then the barrier.
+    void dispatchGroups(int groups);
+    void dispatchItems(int items) { dispatchGroups(groupCount(items)); }
+
+    bool m_initialized = false;
+    bool m_failed = false;
+    const Topology *m_topology = nullptr;
+    int m_vertexCount = 0;
+    int m_triangleCount = 0;
+    PointArray m_restPoints;
+    PointArray m_lastGoodPoints; ///< what the current frame falls back to
+    std::array<GLBuffer, 16> m_buffers;
+    std::array<std::unique_ptr<QOpenGLShaderProgram>, size_t(Program::Count)> m_programs;
+    std::unique_ptr<QOpenGLTexture> m_clayAlpha;
+    std::unique_ptr<QOpenGLTexture> m_creaseAlpha;
+    std::unique_ptr<QOpenGLDebugLogger> m_logger;
+    GLuint m_triangleIndexBuffer = 0;
+    GLuint m_edgeIndexBuffer = 0;
+};

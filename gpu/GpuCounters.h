@@ -1,0 +1,14 @@
+#pragma once
+
+#include <QtGlobal>
+
+/// What this process has asked of the graphics card so far; tests and benchmarks take differences.
+struct GpuCounters {
+    quint64 uploads = 0;
+    quint64 uploadedBytes = 0;
+    quint64 readBacks = 0;
+    quint64 copies = 0;
+    quint64 dispatches = 0;
+    quint64 evaluations = 0; ///< full runs of the layer stack
+};
+GpuCounters &gpuCounters();

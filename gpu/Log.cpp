@@ -1,0 +1,3 @@
+#include "gpu/Log.h"
+
+Q_LOGGING_CATEGORY(lcGpu, "plexmold.gpu")

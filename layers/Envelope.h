@@ -1,0 +1,15 @@
+#pragma once
+
+#include "layers/LayerData.h"
+
+/// The frame of a time in seconds: the integer part of seconds × fps + 0.5, truncated toward zero,
+/// in double precision. Held inside int for times that no int frame can name; 0 for NaN.
+int frameAtTime(double seconds, double framesPerSecond);
+
+/// Sorts ascending by time, stably, so that an index taken before still names the same key among
+/// keys of one time.
+void sortKeys(std::vector<LayerKey> &keys);
+
+/// The envelope at an integer frame: 1 without keys, a key's own value on its frame (the first in
+/// sorted order), linear between two keys, held beyond the ends. Sorts `keys`.
+float layerWeight(std::vector<LayerKey> &keys, int frame, double framesPerSecond);

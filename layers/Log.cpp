@@ -1,0 +1,3 @@
+#include "layers/Log.h"
+
+Q_LOGGING_CATEGORY(lcLayers, "plexmold.layers")

@@ -1,0 +1,65 @@
+#pragma once
+
+#include "layers/LayerData.h"
+
+#include <QString>
+
+#include <vector>
+
+/// Triangles, wireframe edges, one-rings and cloth springs of the merged mesh, as flat index tables
+/// in the layouts that the kernels read. Built once per import from polygon face lists; points move,
+/// topology does not.
+///
+/// Archive faces wind clockwise seen from outside; the tables here are turned, so that a triangle
+/// (A, B, C) is counter-clockwise from outside and cross(B − A, C − A) points out.
+///
+/// Ring and constraint tables: the first V + 1 entries are offsets; the neighbours of vertex v are
+/// entries V + 1 + k for k in [table[v], table[v + 1]).
+class Topology {
+public:
+    struct MeshEntry {
+        QString name; ///< full object path in the archive
+        int vertexCount = 0;
+    };
+
+    void clear();
+    void addMesh(const QString &name, int vertexCount);
+    const std::vector<MeshEntry> &meshes() const { return m_meshes; }
+
+    /// Builds every table. Faces with fewer than three corners, repeated corners or indices out of
+    /// range are dropped, and one debug line counts them; index lists shorter than the counts claim
+    /// drop the faces that do not fit. Polygons are fanned from their first corner.
+    void build(int vertexCount, const std::vector<qint32> &faceIndices,
+               const std::vector<qint32> &faceCounts);
+
+    int vertexCount() const { return m_vertexCount; }
+    int triangleCount() const { return int(m_triangles.size() / 3); }
+    const std::vector<quint32> &triangles() const { return m_triangles; } ///< three per triangle
+    const std::vector<quint32> &edges() const { return m_edges; } ///< polygon edges, pairs, each once
+    /// Neighbours along polygon edges in cyclic order: cross(y, x) of consecutive neighbour
+    /// directions x, y points out; a border vertex's ring runs from one border edge to the other; a
+    /// vertex of several fans lists them one after another. Each neighbour once.
+    const std::vector<quint32> &rings() const { return m_rings; }
+    /// Ring neighbours plus the opposite corners of quads, ascending, each once.
+    const std::vector<quint32> &constraints() const { return m_constraints; }
+
+    /// Brush weight per vertex, walking from `hitVertex` along the ring through vertices closer than
+    /// `radius` to it; each vertex reached gets brushFalloff() of its straight distance, all
+    /// others 0. All zeros when the vertex or the point count does not fit.
+    std::vector<float> surfaceFalloff(int hitVertex, const PointArray &positions,
+                                      float radius) const;
+
+    /// Checks every table against the others; false with the first fault in `fault`.
+    bool validate(QString *fault = nullptr) const;
+
+private:
+    int m_vertexCount = 0;
+    std::vector<MeshEntry> m_meshes;
+    std::vector<quint32> m_triangles;
+    std::vector<quint32> m_edges;
+    std::vector<quint32> m_rings;
+    std::vector<quint32> m_constraints;
+};
+
+/// The picking kernel's own curve: 1 − 3t² + 2t³ with t = distance / radius, 0 from the rim on.
+float brushFalloff(float squaredDistance, float squaredRadius);

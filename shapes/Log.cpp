@@ -1,0 +1,3 @@
+#include "shapes/Log.h"
+
+Q_LOGGING_CATEGORY(lcShapes, "plexmold.shapes")

@@ -1,0 +1,3 @@
+#include "viewport/Log.h"
+
+Q_LOGGING_CATEGORY(lcViewport, "plexmold.viewport")
