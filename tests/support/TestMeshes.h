@@ -1,0 +1,266 @@
+#pragma once
+
+#include "layers/PointMath.h"
+#include "layers/Topology.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <vector>
+
+/// One small mesh as an archive would hand it over: faces wind clockwise seen from outside (for
+/// open sheets: from +z).
+struct TestMesh {
+    QString name;
+    PointArray points;
+    std::vector<qint32> indices;
+    std::vector<qint32> counts;
+
+    int vertexCount() const { return int(points.size()); }
+    Topology topology() const
+    {
+        Topology topology;
+        topology.build(vertexCount(), indices, counts);
+        return topology;
+    }
+    /// The largest absolute coordinate, at least 1: what rounding errors grow with.
+    double extent() const
+    {
+        double extent = 1.0;
+        for (const QVector4D &p : points) {
+            if (isFinitePoint(p))
+                extent = std::max({ extent, std::abs(double(p.x())), std::abs(double(p.y())),
+                                    std::abs(double(p.z())) });
+        }
+        return extent;
+    }
+    void addPoint(double x, double y, double z)
+    {
+        points.emplace_back(float(x), float(y), float(z), 1.0f);
+    }
+    void addFace(std::initializer_list<qint32> corners)
+    {
+        indices.insert(indices.end(), corners);
+        counts.push_back(qint32(corners.size()));
+    }
+};
+
+inline TestMesh testEmpty() { return { QStringLiteral("empty"), {}, {}, {} }; }
+
+/// Vertices that no face uses.
+inline TestMesh testLoosePoints(int count)
+{
+    TestMesh mesh { QStringLiteral("%1 loose points").arg(count), {}, {}, {} };
+    for (int i = 0; i < count; ++i)
+        mesh.addPoint(i * 0.5, 0.25, -0.125);
+    return mesh;
+}
+
+inline TestMesh testTriangle()
+{
+    TestMesh mesh { QStringLiteral("triangle"), {}, {}, {} };
+    mesh.addPoint(0, 0, 0);
+    mesh.addPoint(0, 1, 0);
+    mesh.addPoint(1, 0, 0);
+    mesh.addFace({ 0, 1, 2 });
+    return mesh;
+}
+
+/// A sheet of width × height vertices in x and y from -1 to 1, as quads or split into triangles;
+/// `wave` is the amplitude of its z.
+inline TestMesh testGrid(int width, int height, double wave = 0.0, bool triangles = false)
+{
+    TestMesh mesh { QStringLiteral("%1 x %2 %3 grid")
+                        .arg(width)
+                        .arg(height)
+                        .arg(triangles ? QLatin1String("triangle") : QLatin1String("quad")),
+                    {},
+                    {},
+                    {} };
+    const double step = 2.0 / std::max({ width - 1, height - 1, 1 });
+    for (int y = 0; y < height; ++y) {
+        for (int x = 0; x < width; ++x)
+            mesh.addPoint(x * step - 1, y * step - 1,
+                          wave * std::sin(5 * x * step) * std::cos(3 * y * step));
+    }
+    for (int y = 0; y + 1 < height; ++y) {
+        for (int x = 0; x + 1 < width; ++x) {
+            const int a = y * width + x;
+            if (triangles) {
+                mesh.addFace({ a, a + width, a + width + 1 });
+                mesh.addFace({ a, a + width + 1, a + 1 });
+            } else {
+                mesh.addFace({ a, a + width, a + width + 1, a + 1 });
+            }
+        }
+    }
+    return mesh;
+}
+
+/// A square sheet that curves, so that smoothing and normals have something to do.
+inline TestMesh testGrid(int side) { return testGrid(side, side, 0.1); }
+
+inline TestMesh testCube()
+{
+    TestMesh mesh { QStringLiteral("cube"), {}, {}, {} };
+    for (int i = 0; i < 8; ++i)
+        mesh.addPoint(i & 1 ? 1 : -1, i & 2 ? 1 : -1, i & 4 ? 1 : -1);
+    mesh.addFace({ 0, 1, 3, 2 }); // -z
+    mesh.addFace({ 4, 6, 7, 5 }); // +z
+    mesh.addFace({ 0, 4, 5, 1 }); // -y
+    mesh.addFace({ 2, 3, 7, 6 }); // +y
+    mesh.addFace({ 0, 2, 6, 4 }); // -x
+    mesh.addFace({ 1, 5, 7, 3 }); // +x
+    return mesh;
+}
+
+/// Closed: quads, and triangles around two poles with `segments` neighbours each.
+inline TestMesh testSphere(int segments = 16, int bands = 10)
+{
+    TestMesh mesh { QStringLiteral("sphere"), {}, {}, {} };
+    const double pi = std::acos(-1.0);
+    mesh.addPoint(0, 0, 1);
+    for (int band = 1; band < bands; ++band) {
+        const double polar = pi * band / bands;
+        for (int i = 0; i < segments; ++i) {
+            const double turn = 2 * pi * i / segments;
+            mesh.addPoint(std::sin(polar) * std::cos(turn), std::sin(polar) * std::sin(turn),
+                          std::cos(polar));
+        }
+    }
+    mesh.addPoint(0, 0, -1);
+    const int southPole = mesh.vertexCount() - 1;
+    const auto at = [&](int band, int i) { return 1 + (band - 1) * segments + i % segments; };
+    for (int i = 0; i < segments; ++i) {
+        mesh.addFace({ 0, at(1, i + 1), at(1, i) });
+        for (int band = 1; band + 1 < bands; ++band)
+            mesh.addFace({ at(band, i), at(band, i + 1), at(band + 1, i + 1), at(band + 1, i) });
+        mesh.addFace({ southPole, at(bands - 1, i), at(bands - 1, i + 1) });
+    }
+    return mesh;
+}
+
+inline TestMesh testTorus(int around = 12, int across = 8)
+{
+    TestMesh mesh { QStringLiteral("torus"), {}, {}, {} };
+    const double pi = std::acos(-1.0);
+    for (int i = 0; i < around; ++i) {
+        for (int j = 0; j < across; ++j) {
+            const double u = 2 * pi * i / around, v = 2 * pi * j / across;
+            const double r = 1.0 + 0.4 * std::cos(v);
+            mesh.addPoint(r * std::cos(u), r * std::sin(u), 0.4 * std::sin(v));
+        }
+    }
+    const auto at = [&](int i, int j) { return (i % around) * across + j % across; };
+    for (int i = 0; i < around; ++i) {
+        for (int j = 0; j < across; ++j)
+            mesh.addFace({ at(i, j), at(i, j + 1), at(i + 1, j + 1), at(i + 1, j) });
+    }
+    return mesh;
+}
+
+/// Closed: two faces of `sides` corners and as many quads.
+inline TestMesh testPrism(int sides = 7)
+{
+    TestMesh mesh { QStringLiteral("prism"), {}, {}, {} };
+    const double pi = std::acos(-1.0);
+    for (const double z : { 1.0, -1.0 }) {
+        for (int i = 0; i < sides; ++i)
+            mesh.addPoint(std::cos(2 * pi * i / sides), std::sin(2 * pi * i / sides), z);
+    }
+    for (int i = sides; i-- > 0;)
+        mesh.indices.push_back(i);
+    for (int i = 0; i < sides; ++i)
+        mesh.indices.push_back(sides + i);
+    mesh.counts = { sides, sides };
+    for (int i = 0; i < sides; ++i) {
+        const int next = (i + 1) % sides;
+        mesh.addFace({ i, next, sides + next, sides + i });
+    }
+    return mesh;
+}
+
+/// A closed disc of triangles around vertex 0, which has `valence` neighbours; not flat.
+inline TestMesh testFan(int valence = 14)
+{
+    TestMesh mesh { QStringLiteral("fan"), {}, {}, {} };
+    const double pi = std::acos(-1.0);
+    mesh.addPoint(0, 0, 0.5);
+    for (int i = 0; i < valence; ++i) {
+        const double turn = 2 * pi * i / valence;
+        mesh.addPoint(std::cos(turn), std::sin(turn), 0.1 * (i % 3));
+    }
+    for (int i = 0; i < valence; ++i)
+        mesh.addFace({ 0, 1 + (i + 1) % valence, 1 + i });
+    return mesh;
+}
+
+/// Two separate fans of two triangles that share vertex 0 only.
+inline TestMesh testTwoFans()
+{
+    TestMesh mesh { QStringLiteral("two fans"), {}, {}, {} };
+    mesh.addPoint(0, 0, 0);
+    for (const double side : { 1.0, -1.0 }) {
+        mesh.addPoint(side, side * 0.7, 0);
+        mesh.addPoint(side, 0, 0.1);
+        mesh.addPoint(side, side * -0.7, 0);
+    }
+    mesh.addFace({ 0, 1, 2 });
+    mesh.addFace({ 0, 2, 3 });
+    mesh.addFace({ 0, 4, 5 });
+    mesh.addFace({ 0, 5, 6 });
+    return mesh;
+}
+
+/// Three triangles on the edge of vertices 0 and 1.
+inline TestMesh testThreeOnAnEdge()
+{
+    TestMesh mesh { QStringLiteral("three on an edge"), {}, {}, {} };
+    mesh.addPoint(0, 0, 0);
+    mesh.addPoint(0, 1, 0);
+    mesh.addPoint(1, 0.5, 0);
+    mesh.addPoint(-1, 0.5, 0.1);
+    mesh.addPoint(0, 0.5, 1);
+    mesh.addFace({ 0, 1, 2 });
+    mesh.addFace({ 1, 0, 3 });
+    mesh.addFace({ 0, 1, 4 });
+    return mesh;
+}
+
+/// A curved sheet with a NaN point in its middle and an infinite one in a corner.
+inline TestMesh testNaNPoint()
+{
+    TestMesh mesh = testGrid(5);
+    mesh.name = QStringLiteral("NaN point");
+    mesh.points[12].setX(std::numeric_limits<float>::quiet_NaN());
+    mesh.points[0].setZ(std::numeric_limits<float>::infinity());
+    return mesh;
+}
+
+/// A curved sheet followed by vertices that no face uses: rings with no entry at the tables' end.
+inline TestMesh testSheetAndLoosePoints()
+{
+    TestMesh mesh = testGrid(4);
+    mesh.name = QStringLiteral("sheet and loose points");
+    mesh.addPoint(3, 0, 0);
+    mesh.addPoint(3, 1, 0);
+    return mesh;
+}
+
+/// Closed surfaces, whose outside is known.
+inline std::vector<TestMesh> testClosedMeshes()
+{
+    return { testCube(), testSphere(), testTorus(), testPrism() };
+}
+
+/// The whole shelf; vertex counts of 0, 1, 1023, 1024 and 1025 included.
+inline std::vector<TestMesh> testMeshes()
+{
+    std::vector<TestMesh> meshes = testClosedMeshes();
+    for (const TestMesh &mesh :
+         { testEmpty(), testLoosePoints(1), testTriangle(), testGrid(2), testGrid(9, 6, 0.1, true),
+           testGrid(33, 31, 0.1), testGrid(32), testGrid(41, 25, 0.1), testFan(), testTwoFans(),
+           testThreeOnAnEdge(), testNaNPoint(), testSheetAndLoosePoints() })
+        meshes.push_back(mesh);
+    return meshes;
+}
