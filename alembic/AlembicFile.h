@@ -12,9 +12,9 @@
 class Topology;
 
 /// One open Alembic archive, read-only: its polygon meshes as one merged mesh in world space, its
-/// cameras, its time range. Holds no cache of samples. Times are seconds; a time between two samples
-/// takes the earlier one. The archive is read through file streams, never a memory map: a cache that
-/// is rewritten in place while open must not kill the process.
+/// cameras, its time range. Holds no cache of samples. Times are seconds; a time between two
+/// samples takes the earlier one. The archive is read through file streams, never a memory map: a
+/// cache that is rewritten in place while open must not kill the process.
 ///
 /// Nothing here throws: the library's exceptions end in one debug line that names the file and the
 /// library's words. On an invalid archive every query logs "archive is invalid" and leaves its
@@ -46,7 +46,8 @@ public:
     int meshCount() const;
     int cameraCount() const;
 
-    /// First and last sample time over the archive's time samplings.
+    /// First and last sample time over the archive's time samplings. False when none holds a
+    /// sample.
     bool timeRange(double &start, double &end) const;
     /// Adds each mesh's name and point count to `topology` and builds it from the merged face lists
     /// of every mesh's sample 0.
@@ -60,5 +61,10 @@ public:
 
 private:
     struct Archive; // the library's types stay in the source
+
+    bool checkValid() const;
+    QString failure(const char *action) const;
+    QString failureAt(const char *action, double seconds) const;
+
     std::unique_ptr<Archive> m_archive;
 };

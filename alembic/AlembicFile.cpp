@@ -1,0 +1,335 @@
+#include "alembic/AlembicFile.h"
+
+#include "alembic/Log.h"
+#include "layers/Topology.h"
+
+#include <QFile>
+#include <QFileInfo>
+
+#include <Alembic/Abc/ArchiveInfo.h>
+#include <Alembic/AbcCoreOgawa/ReadWrite.h>
+#include <Alembic/AbcGeom/ICamera.h>
+#include <Alembic/AbcGeom/IPolyMesh.h>
+#include <Alembic/AbcGeom/ISubD.h>
+#include <Alembic/AbcGeom/IXform.h>
+
+#include <limits>
+#include <optional>
+#include <stdexcept>
+
+namespace {
+
+namespace Abc = Alembic::Abc;
+namespace AbcGeom = Alembic::AbcGeom;
+using Abc::ISampleSelector;
+using Imath::M44d;
+
+// Instances and damaged offsets can make a small file describe an endless hierarchy.
+constexpr int kMaxDepth = 256;
+constexpr std::size_t kMaxObjects = 1000000;
+
+/// A transform of the walk; `parent` is the next transform above it on the path walked, or -1. An
+/// instance's own parent would be that of its source, so the path has to be kept here.
+struct Transform {
+    AbcGeom::IXform xform;
+    int parent = -1;
+};
+
+template <class Schema> struct Placed {
+    Schema object;
+    int transform = -1; ///< the nearest transform above, or -1
+};
+
+/// World matrices at one time, for row vectors. Each transform is read at most once.
+class WorldMatrices {
+public:
+    WorldMatrices(const std::vector<Transform> &transforms, double seconds)
+        : m_transforms(transforms)
+        , m_when(seconds, ISampleSelector::kFloorIndex)
+        , m_matrices(transforms.size())
+    {
+    }
+
+    M44d of(int transform)
+    {
+        if (transform < 0)
+            return M44d();
+        const auto index = std::size_t(transform);
+        if (!m_matrices[index]) {
+            const Transform &node = m_transforms[index];
+            const M44d local = node.xform.getSchema().getValue(m_when).getMatrix();
+            m_matrices[index] = local * of(node.parent);
+        }
+        return *m_matrices[index];
+    }
+
+private:
+    const std::vector<Transform> &m_transforms;
+    ISampleSelector m_when;
+    std::vector<std::optional<M44d>> m_matrices;
+};
+
+/// Reads one array sample. The library allocates what a sample's dimensions claim and then copies
+/// its data over it, so the two have to agree with each other and with the file first.
+template <class Property>
+typename Property::sample_ptr_type readArray(const Property &property, const ISampleSelector &when,
+                                             quint64 fileSize)
+{
+    if (property.getNumSamples() == 0)
+        return {};
+    Alembic::Util::Dimensions dimensions;
+    property.getDimensions(dimensions, when);
+    Alembic::AbcCoreAbstract::ArraySampleKey key;
+    if (!property.getKey(key, when))
+        throw std::runtime_error("a sample without a key: " + property.getName());
+    const quint64 claimed = dimensions.numPoints() * property.getDataType().getNumBytes();
+    if (claimed != key.numBytes || claimed > fileSize)
+        throw std::runtime_error("a sample's size does not fit its data: " + property.getName());
+    return property.getValue(when);
+}
+
+/// Row vectors with a homogeneous divide, in double precision. The four independent points of a
+/// round keep the divider busy.
+void transformPoints(const Imath::V3f *points, std::size_t count, const M44d &m, QVector4D *out)
+{
+#pragma GCC unroll 4
+    for (std::size_t i = 0; i < count; ++i) {
+        const double x = points[i].x, y = points[i].y, z = points[i].z;
+        const double w = x * m[0][3] + y * m[1][3] + z * m[2][3] + m[3][3];
+        out[i] = QVector4D(float((x * m[0][0] + y * m[1][0] + z * m[2][0] + m[3][0]) / w),
+                           float((x * m[0][1] + y * m[1][1] + z * m[2][1] + m[3][1]) / w),
+                           float((x * m[0][2] + y * m[1][2] + z * m[2][2] + m[3][2]) / w), 1.0f);
+    }
+}
+
+/// Appends a mesh's corner indices, shifted by the vertices before it. An index outside its own
+/// mesh becomes -1: shifted like the others it could name a vertex of another mesh.
+void appendShifted(std::vector<qint32> &merged, const Alembic::Abc::Int32ArraySample &indices,
+                   int vertexCount, int shift)
+{
+    merged.reserve(merged.size() + indices.size());
+    for (std::size_t i = 0; i < indices.size(); ++i) {
+        const qint32 index = indices[i];
+        merged.push_back(index >= 0 && index < vertexCount ? index + shift : -1);
+    }
+}
+
+QMatrix4x4 columnVectorMatrix(const M44d &m)
+{
+    QMatrix4x4 result;
+    for (int row = 0; row < 4; ++row)
+        for (int column = 0; column < 4; ++column)
+            result(row, column) = float(m[column][row]);
+    return result;
+}
+
+/// Runs `call` up to the library's boundary: whatever it throws ends in one debug line.
+template <class Call> bool guarded(const QString &failure, Call call)
+{
+    QString words = QStringLiteral("unknown exception");
+    try {
+        call();
+        return true;
+    } catch (const std::exception &error) {
+        words = QString::fromLocal8Bit(error.what()).simplified();
+    } catch (...) {
+    }
+    qCDebug(lcImport).noquote() << failure + QStringLiteral(": ") + words;
+    return false;
+}
+
+} // namespace
+
+struct AlembicFile::Archive {
+    explicit Archive(const QByteArray &filePath);
+    void walk(const Abc::IObject &object, const QString &parentName, int transform, int depth);
+    void collect(const Abc::IObject &object, const QString &parentName, int &transform);
+    quint64 fileSize() const { return quint64(QFileInfo(path).size()); }
+
+    QString path;
+    Abc::IArchive archive;
+    std::vector<Object> objects;
+    std::vector<Transform> transforms;
+    std::vector<Placed<AbcGeom::IPolyMesh>> meshes;
+    std::vector<Placed<AbcGeom::ICamera>> cameras;
+};
+
+AlembicFile::Archive::Archive(const QByteArray &filePath)
+    : path(QFile::decodeName(filePath))
+    , archive(Alembic::AbcCoreOgawa::ReadArchive(1, false), filePath.toStdString(),
+              Abc::ErrorHandler::kThrowPolicy)
+{
+    if (!archive.valid())
+        throw std::runtime_error("not an archive of this kind");
+    walk(archive.getTop(), QString(), -1, 0);
+}
+
+void AlembicFile::Archive::walk(const Abc::IObject &object, const QString &parentName,
+                                int transform, int depth)
+{
+    if (depth > kMaxDepth || objects.size() >= kMaxObjects)
+        throw std::runtime_error("the hierarchy does not end");
+    collect(object, parentName, transform);
+    const QString name = objects.back().name;
+    const std::size_t childCount = object.getNumChildren();
+    for (std::size_t i = 0; i < childCount; ++i)
+        walk(object.getChild(i), name, transform, depth + 1);
+}
+
+/// Looks at the opened object's own meta data: the header that an instance's parent holds names no
+/// schema. `transform` becomes the object's own when it is a transform.
+void AlembicFile::Archive::collect(const Abc::IObject &object, const QString &parentName,
+                                   int &transform)
+{
+    const auto &metaData = object.getMetaData();
+    ObjectType type = ObjectType::Other;
+    if (AbcGeom::IPolyMesh::matches(metaData, Abc::kSchemaTitleMatching)) {
+        meshes.push_back({ AbcGeom::IPolyMesh(object, Abc::kSchemaTitleMatching), transform });
+        type = ObjectType::Mesh;
+    } else if (AbcGeom::ISubD::matches(metaData, Abc::kSchemaTitleMatching)) {
+        // A cage's points and faces bear the same names; any other matching refuses its title.
+        meshes.push_back({ AbcGeom::IPolyMesh(object, Abc::kNoMatching), transform });
+        type = ObjectType::Mesh;
+    } else if (AbcGeom::ICamera::matches(metaData, Abc::kSchemaTitleMatching)) {
+        cameras.push_back({ AbcGeom::ICamera(object, Abc::kSchemaTitleMatching), transform });
+        type = ObjectType::Camera;
+    } else if (AbcGeom::IXform::matches(metaData, Abc::kSchemaTitleMatching)) {
+        transforms.push_back({ AbcGeom::IXform(object, Abc::kSchemaTitleMatching), transform });
+        transform = int(transforms.size()) - 1;
+    }
+    objects.push_back({ QString::fromStdString(object.getName()), parentName, type });
+}
+
+AlembicFile::AlembicFile() = default;
+AlembicFile::~AlembicFile() = default;
+
+bool AlembicFile::open(const QByteArray &path)
+{
+    return guarded(QStringLiteral("can't open the archive ") + QFile::decodeName(path),
+                   [&] { m_archive = std::make_unique<Archive>(path); });
+}
+
+void AlembicFile::close() { m_archive.reset(); }
+
+bool AlembicFile::isValid() const { return m_archive && m_archive->archive.valid(); }
+
+bool AlembicFile::checkValid() const
+{
+    if (!isValid())
+        qCDebug(lcImport).noquote() << "archive is invalid";
+    return isValid();
+}
+
+const std::vector<AlembicFile::Object> &AlembicFile::objects() const
+{
+    static const std::vector<Object> none;
+    return checkValid() ? m_archive->objects : none;
+}
+
+int AlembicFile::meshCount() const { return checkValid() ? int(m_archive->meshes.size()) : 0; }
+
+int AlembicFile::cameraCount() const { return checkValid() ? int(m_archive->cameras.size()) : 0; }
+
+bool AlembicFile::timeRange(double &start, double &end) const
+{
+    return checkValid() && guarded(failure("can't read the time range of"), [&] {
+               double first = 0.0, last = 0.0;
+               Abc::GetArchiveStartAndEndTime(m_archive->archive, first, last);
+               if (!(first <= last)) // how the library says that no sampling holds a sample
+                   throw std::runtime_error("no samples");
+               start = first;
+               end = last;
+           });
+}
+
+bool AlembicFile::fillTopology(Topology &topology) const
+{
+    return checkValid() && guarded(failure("can't read the faces of"), [&] {
+               const ISampleSelector first(Abc::index_t(0));
+               const quint64 fileSize = m_archive->fileSize();
+               int total = 0;
+               std::vector<qint32> faceIndices, faceCounts;
+               std::vector<Topology::MeshEntry> entries;
+               for (const auto &mesh : m_archive->meshes) {
+                   const AbcGeom::IPolyMeshSchema &schema = mesh.object.getSchema();
+                   const auto points = readArray(schema.getPositionsProperty(), first, fileSize);
+                   const auto indices = readArray(schema.getFaceIndicesProperty(), first, fileSize);
+                   const auto counts = readArray(schema.getFaceCountsProperty(), first, fileSize);
+                   const std::size_t pointCount = points ? points->size() : 0;
+                   if (pointCount > std::size_t(std::numeric_limits<int>::max() - total))
+                       throw std::runtime_error("too many points");
+                   const int vertexCount = int(pointCount);
+                   if (counts)
+                       faceCounts.insert(faceCounts.end(), counts->get(),
+                                         counts->get() + counts->size());
+                   if (indices)
+                       appendShifted(faceIndices, *indices, vertexCount, total);
+                   entries.push_back(
+                       { QString::fromStdString(mesh.object.getFullName()), vertexCount });
+                   total += vertexCount;
+               }
+               topology.clear();
+               for (const Topology::MeshEntry &entry : entries)
+                   topology.addMesh(entry.name, entry.vertexCount);
+               topology.build(total, faceIndices, faceCounts);
+           });
+}
+
+bool AlembicFile::readPoints(PointArray &out, double seconds) const
+{
+    return checkValid() && guarded(failureAt("can't read the points of", seconds), [&] {
+               // Everything that can fail comes before the output is touched.
+               const ISampleSelector when(seconds, ISampleSelector::kFloorIndex);
+               const quint64 fileSize = m_archive->fileSize();
+               WorldMatrices matrices(m_archive->transforms, seconds);
+               std::vector<std::pair<Abc::P3fArraySamplePtr, M44d>> parts;
+               std::size_t total = 0;
+               for (const auto &mesh : m_archive->meshes) {
+                   auto points =
+                       readArray(mesh.object.getSchema().getPositionsProperty(), when, fileSize);
+                   if (!points)
+                       continue;
+                   total += points->size();
+                   parts.emplace_back(std::move(points), matrices.of(mesh.transform));
+               }
+               out.resize(total); // not cleared first: that would write every point twice
+               QVector4D *next = out.data();
+               for (const auto &[points, matrix] : parts) {
+                   transformPoints(points->get(), points->size(), matrix, next);
+                   next += points->size();
+               }
+           });
+}
+
+bool AlembicFile::readCamera(CameraRecord &target, double seconds, const QString &name) const
+{
+    if (!checkValid() || m_archive->cameras.empty())
+        return false;
+    return guarded(failureAt("can't read the camera of", seconds), [&] {
+        const Placed<AbcGeom::ICamera> *camera = &m_archive->cameras.front();
+        for (const auto &candidate : m_archive->cameras) {
+            if (QString::fromStdString(candidate.object.getName()) == name) {
+                camera = &candidate;
+                break;
+            }
+        }
+        const AbcGeom::CameraSample sample = camera->object.getSchema().getValue(
+            ISampleSelector(seconds, ISampleSelector::kFloorIndex));
+        WorldMatrices matrices(m_archive->transforms, seconds);
+        const M44d world = matrices.of(camera->transform);
+        target.horizontalAperture = float(sample.getHorizontalAperture());
+        target.verticalAperture = float(sample.getVerticalAperture());
+        target.focalLength = float(sample.getFocalLength());
+        target.matrix = columnVectorMatrix(world);
+    });
+}
+
+QString AlembicFile::failure(const char *action) const
+{
+    return QLatin1String(action) + QLatin1Char(' ') + m_archive->path;
+}
+
+QString AlembicFile::failureAt(const char *action, double seconds) const
+{
+    return failure(action) + QStringLiteral(" at %1 seconds").arg(seconds);
+}
