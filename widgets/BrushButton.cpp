@@ -1,0 +1,35 @@
+#include "widgets/BrushButton.h"
+
+#include <QIcon>
+#include <QLabel>
+#include <QToolButton>
+
+namespace {
+
+constexpr int kButtonSize = 50;
+constexpr int kIconSize = 40;
+
+} // namespace
+
+BrushButton::BrushButton(int brush, const QString &caption, const QString &iconPath)
+    : m_button(new QToolButton)
+    , m_brush(brush)
+{
+    m_button->setFixedSize(kButtonSize, kButtonSize);
+    m_button->setIcon(QIcon(iconPath));
+    m_button->setIconSize(QSize(kIconSize, kIconSize));
+    m_button->setToolTip(caption);
+    m_button->setCheckable(true);
+    m_button->setAutoExclusive(true);
+    m_button->setFocusPolicy(Qt::NoFocus); // arrow keys would move the mark without a press
+    auto *label = new QLabel(caption);
+    label->setFont(QFont(QStringLiteral("Arial"), 7, QFont::Bold));
+    setContentsMargins(0, 0, 0, 0);
+    addWidget(m_button);
+    addWidget(label, 0, Qt::AlignBottom | Qt::AlignHCenter);
+    connect(m_button, &QToolButton::pressed, this, &BrushButton::setBrush);
+}
+
+void BrushButton::setActive(bool active) { m_button->setChecked(active); }
+
+void BrushButton::setBrush() { emit brushChosen(m_brush); }

@@ -1,0 +1,31 @@
+#include "widgets/FieldText.h"
+
+#include <QLocale>
+
+#include <cmath>
+
+float floatFromText(const QString &text)
+{
+    bool parsed = false;
+    const float value = text.toFloat(&parsed); // QString's own conversions know no locale
+    return parsed && std::isfinite(value) ? value : 0.0f;
+}
+
+int intFromText(const QString &text) { return text.toInt(nullptr, 10); }
+
+QString textFromFloat(float value) { return QString::number(double(value), 'g', 6); }
+
+DecimalValidator::DecimalValidator(double bottom, double top, int decimals, QObject *parent)
+    : QDoubleValidator(bottom, top, decimals, parent)
+{
+    QLocale plain = QLocale::c();
+    plain.setNumberOptions(QLocale::OmitGroupSeparator | QLocale::RejectGroupSeparator);
+    setLocale(plain);
+    setNotation(QDoubleValidator::StandardNotation);
+}
+
+QValidator::State DecimalValidator::validate(QString &text, int &position) const
+{
+    const State state = QDoubleValidator::validate(text, position);
+    return state == Intermediate && text.toDouble() > top() ? Invalid : state;
+}

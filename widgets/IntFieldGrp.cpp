@@ -1,0 +1,32 @@
+#include "widgets/IntFieldGrp.h"
+
+#include "widgets/FieldText.h"
+#include "widgets/Log.h"
+
+#include <QIntValidator>
+#include <QLabel>
+#include <QLineEdit>
+#include <QLocale>
+
+IntFieldGrp::IntFieldGrp(const QString &label)
+    : m_label(new QLabel(label))
+    , m_field(new QLineEdit(QStringLiteral("0")))
+{
+    auto *validator = new QIntValidator(m_field);
+    QLocale plain = QLocale::c();
+    plain.setNumberOptions(QLocale::OmitGroupSeparator | QLocale::RejectGroupSeparator);
+    validator->setLocale(plain);
+    m_field->setMaximumWidth(40);
+    m_field->setValidator(validator);
+    // The validator has no range, deliberately; the line marks that negative input gets through.
+    qCDebug(lcWidgets).noquote() << "QIntValidator BUG negative numbers";
+    addWidget(m_label);
+    addWidget(m_field);
+    connect(m_field, &QLineEdit::textChanged, this, &IntFieldGrp::fieldChanged);
+}
+
+void IntFieldGrp::setValue(int value) { m_field->setText(QString::number(value)); }
+
+void IntFieldGrp::setLabel(const QString &label) { m_label->setText(label); }
+
+void IntFieldGrp::fieldChanged(const QString &text) { emit valueChanged(intFromText(text)); }

@@ -1,0 +1,20 @@
+#include "widgets/TickBox.h"
+
+#include <QLabel>
+#include <QRadioButton>
+
+TickBox::TickBox(const QString &label)
+    : m_label(new QLabel(label))
+    , m_button(new QRadioButton)
+{
+    m_button->setAutoExclusive(false);
+    addWidget(m_label);
+    addWidget(m_button, 0, Qt::AlignLeft);
+    connect(m_button, &QRadioButton::toggled, this, &TickBox::setToggle);
+}
+
+void TickBox::setValue(bool on) { m_button->setChecked(on); }
+
+void TickBox::setLabel(const QString &label) { m_label->setText(label); }
+
+void TickBox::setToggle(bool on) { emit toggled(on); }
