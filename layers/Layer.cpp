@@ -1,0 +1,306 @@
+#include "layers/Layer.h"
+
+#include "app/Global.h"
+#include "gpu/GPUMesh.h"
+#include "gpu/LayerPasses.h"
+#include "timeline/Timeline.h"
+#include "viewport/MeshScope.h"
+#include "widgets/FloatSliderGrp.h"
+#include "widgets/Icon.h"
+#include "widgets/IntFieldGrp.h"
+#include "widgets/TickBox.h"
+
+#include <QInputDialog>
+#include <QKeyEvent>
+#include <QMenu>
+#include <QMessageBox>
+#include <QSignalBlocker>
+#include <QVBoxLayout>
+
+namespace {
+
+constexpr int kExpandLabelSize = 15;
+constexpr int kPanelMargin = 4;
+
+QString selectedStyle()
+{
+    return QStringLiteral(
+        "QWidget#layer{border-style: solid;border-width: 2px;border-color: #ffa02f;}");
+}
+
+QString unselectedStyle()
+{
+    return QStringLiteral(
+        "QWidget#layer{border-style: outset;border-width: 2px;border-color: rgb(80, 80, 80);}");
+}
+
+QString branchStyle(bool open)
+{
+    return QStringLiteral("QLabel{ image: url(:/resources/Resources/branch-%1.png) no-repeat; }")
+        .arg(open ? QLatin1String("open") : QLatin1String("closed"));
+}
+
+QString iterationsLabel(LayerKind kind)
+{
+    return kind == LayerKind::Cloth ? QStringLiteral("Iterations:")
+                                    : QStringLiteral("Relax Iterations:");
+}
+
+QString cloneIterationsLabel(LayerKind kind)
+{
+    switch (kind) {
+    case LayerKind::Sculpt:
+        return QStringLiteral("Force Shape Iterations: ");
+    case LayerKind::Mush:
+        return QStringLiteral("Force Rest Pose Iterations:");
+    case LayerKind::Jiggle:
+        return QStringLiteral("keep Integrity Iterations:");
+    default:
+        return QStringLiteral("CloneIterations:");
+    }
+}
+
+template <class Group, class Value> void fillSilently(Group *group, Value value)
+{
+    const QSignalBlocker silent(group);
+    group->setValue(value);
+}
+
+void repaintTimeline()
+{
+    if (Global::timeline())
+        Global::timeline()->update();
+}
+
+// The box is gone before the layer that it lies over may be deleted.
+bool confirmDelete(QWidget *parent)
+{
+    QMessageBox box(parent);
+    box.setText(QStringLiteral("Delete"));
+    box.setStandardButtons(QMessageBox::Yes | QMessageBox::No);
+    return box.exec() == QMessageBox::Yes;
+}
+
+} // namespace
+
+Layer::Layer(LayerKind kind)
+    : m_expandLabel(new Icon)
+    , m_nameLabel(new Icon)
+    , m_settingsPanel(new QWidget)
+    , m_unusedFields(std::make_unique<QWidget>())
+    , m_intensity(new FloatSliderGrp(QStringLiteral("Intensity:")))
+    , m_iterations(new IntFieldGrp(QStringLiteral("Iterations:")))
+    , m_cloneIterations(new IntFieldGrp(QStringLiteral("CloneIterations:")))
+    , m_tangent(new TickBox(QStringLiteral("Tangent")))
+    , m_damping(new FloatSliderGrp(QStringLiteral("Damping: ")))
+    , m_stiffness(new FloatSliderGrp(QStringLiteral("Stiffness :")))
+    , m_asMuscle(new FloatSliderGrp(QStringLiteral("AsMuscle:")))
+{
+    m_data.setKind(kind);
+    m_data.setName(layerKindName(kind));
+    setObjectName(QStringLiteral("layer"));
+    setAttribute(Qt::WA_StyledBackground); // else a style sheet's border is not drawn
+    setContextMenuPolicy(Qt::CustomContextMenu);
+    setFocusPolicy(Qt::ClickFocus);
+    auto *layout = new QVBoxLayout(this);
+    layout->setContentsMargins(kPanelMargin, kPanelMargin, kPanelMargin, kPanelMargin);
+    layout->setSpacing(0);
+    layout->addLayout(createHeader());
+    layout->addWidget(m_settingsPanel);
+    m_settingsPanel->show(); // open even while the layer itself is not on screen yet
+    createPanel();
+    connectFields();
+    select();
+    refreshWidgets();
+}
+
+Layer::~Layer() = default;
+
+QLayout *Layer::createHeader()
+{
+    m_expandLabel->setFixedSize(kExpandLabelSize, kExpandLabelSize);
+    m_expandLabel->setStyleSheet(branchStyle(true));
+    m_expandLabel->setToolTip(QStringLiteral("Close"));
+    m_nameLabel->setTextFormat(Qt::PlainText); // a name is never markup
+    m_nameLabel->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
+    auto *row = new QHBoxLayout;
+    row->addWidget(m_expandLabel);
+    row->addWidget(m_nameLabel);
+    connect(m_expandLabel, &Icon::clicked, this, &Layer::expandContract);
+    connect(m_nameLabel, &Icon::clicked, this, &Layer::select);
+    connect(m_nameLabel, &Icon::clicked, this, qOverload<>(&QWidget::setFocus)); // for Delete
+    connect(m_nameLabel, &Icon::doubleClicked, this, &Layer::expandContract);
+    connect(this, &QWidget::customContextMenuRequested, this, &Layer::showRightClickMenu);
+    return row;
+}
+
+void Layer::createPanel()
+{
+    const LayerKind kind = m_data.kind();
+    const bool sculpt = kind == LayerKind::Sculpt;
+    const bool mush = kind == LayerKind::Mush;
+    const bool jiggle = kind == LayerKind::Jiggle;
+    const struct {
+        QLayout *field;
+        bool shown;
+    } rows[] = {
+        { m_intensity, true },
+        { m_iterations, mush || kind == LayerKind::Relax || kind == LayerKind::Cloth },
+        { m_cloneIterations, sculpt || mush || jiggle },
+        { m_tangent, sculpt },
+        { m_damping, jiggle },
+        { m_stiffness, jiggle },
+        { m_asMuscle, jiggle },
+    };
+    m_settingsPanel->setObjectName(QStringLiteral("settingsPanel"));
+    auto *shown = new QVBoxLayout(m_settingsPanel);
+    shown->setContentsMargins(kPanelMargin, kPanelMargin, kPanelMargin, kPanelMargin);
+    shown->setSpacing(kPanelMargin);
+    auto *unused = new QVBoxLayout(m_unusedFields.get());
+    for (const auto &row : rows)
+        (row.shown ? shown : unused)->addLayout(row.field);
+    m_iterations->setLabel(iterationsLabel(kind));
+    m_cloneIterations->setLabel(cloneIterationsLabel(kind));
+}
+
+void Layer::connectFields()
+{
+    connect(m_intensity, &FloatSliderGrp::valueChanged, this, &Layer::setIntensity);
+    connect(m_iterations, &IntFieldGrp::valueChanged, this, &Layer::setIterations);
+    connect(m_cloneIterations, &IntFieldGrp::valueChanged, this, &Layer::setCloneIterations);
+    connect(m_tangent, &TickBox::toggled, this, &Layer::setTangent);
+    connect(m_damping, &FloatSliderGrp::valueChanged, this, &Layer::setDamping);
+    connect(m_stiffness, &FloatSliderGrp::valueChanged, this, &Layer::setStiffness);
+    connect(m_asMuscle, &FloatSliderGrp::valueChanged, this, &Layer::setAsMuscle);
+}
+
+void Layer::refreshWidgets()
+{
+    m_nameLabel->setText(m_data.name());
+    fillSilently(m_intensity, m_data.intensity());
+    fillSilently(m_iterations, m_data.iterations());
+    fillSilently(m_cloneIterations, m_data.cloneIterations());
+    fillSilently(m_tangent, m_data.tangent());
+    fillSilently(m_damping, m_data.damping());
+    fillSilently(m_stiffness, m_data.stiffness());
+    fillSilently(m_asMuscle, m_data.asMuscle());
+}
+
+void Layer::expandContract()
+{
+    const bool open = m_settingsPanel->isHidden();
+    m_expandLabel->setStyleSheet(branchStyle(open));
+    m_expandLabel->setToolTip(open ? QStringLiteral("Close") : QStringLiteral("Open"));
+    m_settingsPanel->setVisible(open);
+}
+
+void Layer::select()
+{
+    for (Layer *layer : Global::layers()) {
+        layer->m_data.setSelected(false);
+        layer->setStyleSheet(unselectedStyle());
+    }
+    m_data.setSelected(true);
+    setStyleSheet(selectedStyle());
+    if (const MeshScope scope; scope)
+        showMask(*Global::mesh(), &m_data);
+    Global::evaluateLayers(false);
+    repaintTimeline();
+}
+
+void Layer::setIntensity(float intensity)
+{
+    m_data.setIntensity(intensity);
+    Global::evaluateLayers(true);
+}
+
+void Layer::setIterations(int iterations)
+{
+    m_data.setIterations(iterations);
+    if (m_data.kind() == LayerKind::Mush)
+        if (const MeshScope scope; scope)
+            rebuildMushBase(*Global::mesh(), m_data);
+    Global::evaluateLayers(true);
+}
+
+void Layer::setCloneIterations(int iterations)
+{
+    m_data.setCloneIterations(iterations);
+    Global::evaluateLayers(true);
+}
+
+void Layer::setTangent(bool /*on*/)
+{
+    m_data.setTangent(!m_data.tangent());
+    Global::evaluateLayers(true);
+}
+
+void Layer::setDamping(float damping)
+{
+    m_data.setDamping(damping);
+    Global::evaluateLayers(true);
+}
+
+void Layer::setStiffness(float stiffness)
+{
+    m_data.setStiffness(stiffness);
+    Global::evaluateLayers(true);
+}
+
+void Layer::setAsMuscle(float amount)
+{
+    m_data.setAsMuscle(amount);
+    Global::evaluateLayers(true);
+}
+
+void Layer::showRightClickMenu(const QPoint &point)
+{
+    QMenu menu(QStringLiteral("Settings"), this);
+    menu.addAction(QStringLiteral("Rename"), this, &Layer::setName);
+    menu.addSeparator();
+    menu.addAction(QStringLiteral("Copy Mask"), this, &Layer::copyMask);
+    menu.addAction(QStringLiteral("Paste Mask"), this, &Layer::pasteMask);
+    menu.addSeparator();
+    menu.addAction(QStringLiteral("Copy Keys"), this, &Layer::copyKeys);
+    menu.addAction(QStringLiteral("Paste Keys"), this, &Layer::pasteKeys);
+    menu.exec(mapToGlobal(point));
+}
+
+void Layer::setName()
+{
+    bool accepted = false;
+    const QString name = QInputDialog::getText(this, QStringLiteral("QInputDialog::getText()"),
+                                               QStringLiteral("User name:"), QLineEdit::Normal,
+                                               m_data.name(), &accepted);
+    if (!accepted || name.isEmpty())
+        return;
+    m_nameLabel->setText(name);
+    m_data.setName(name);
+}
+
+void Layer::copyMask() { Global::maskClipboard() = m_data.mask(); }
+
+void Layer::pasteMask()
+{
+    m_data.setMask(Global::maskClipboard());
+    select();
+}
+
+void Layer::copyKeys() { Global::keysClipboard() = m_data.keys(); }
+
+void Layer::pasteKeys()
+{
+    m_data.setKeys(Global::keysClipboard());
+    repaintTimeline();
+}
+
+void Layer::keyPressEvent(QKeyEvent *event)
+{
+    if (event->key() != Qt::Key_Delete || event->isAutoRepeat()) {
+        QWidget::keyPressEvent(event);
+        return;
+    }
+    event->accept();
+    if (confirmDelete(this))
+        Global::deleteLayer(this); // nothing may touch this layer from here on
+}

@@ -1,0 +1,59 @@
+#include "layers/Outliner.h"
+
+#include "app/Global.h"
+#include "gpu/CameraWindow.h"
+#include "viewport/Viewport.h"
+
+#include <QScrollBar>
+#include <QVBoxLayout>
+
+namespace {
+
+constexpr int kCameraType = 2;
+
+} // namespace
+
+Outliner::Outliner()
+    : m_tree(new QTreeWidget)
+{
+    m_tree->setHeaderLabel(QStringLiteral("Cameras"));
+    m_tree->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOn);
+    m_tree->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Expanding);
+    auto *layout = new QVBoxLayout(this);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->addWidget(m_tree);
+    connect(m_tree, &QTreeWidget::itemDoubleClicked, this, &Outliner::setDoubleClick);
+    connect(m_tree, &QTreeWidget::itemExpanded, this, &Outliner::setItemExpanded);
+}
+
+Outliner::~Outliner() = default;
+
+void Outliner::addObject(const QString &name, const QString & /*parentName*/, int type)
+{
+    auto item = std::make_unique<QTreeWidgetItem>(type);
+    item->setText(0, name);
+    if (type == kCameraType) {
+        item->setIcon(0, QIcon(QStringLiteral(":/resources/Resources/cameraIcon.png")));
+        m_tree->addTopLevelItem(item.get());
+    }
+    m_items.push_back(std::move(item));
+}
+
+void Outliner::clear() { m_items.clear(); }
+
+void Outliner::setDoubleClick(QTreeWidgetItem *item, int /*column*/)
+{
+    if (item->type() != kCameraType)
+        return;
+    Global::auxViewport()->setCameraName(item->text(0));
+    Global::cameraWindow()->hide(); // a window that is open already comes to the front this way
+    Global::cameraWindow()->show();
+}
+
+void Outliner::setItemExpanded(QTreeWidgetItem *item)
+{
+    if (item->childCount() == 0)
+        return;
+    m_tree->scrollToItem(item->child(0), QAbstractItemView::EnsureVisible);
+    m_tree->horizontalScrollBar()->setValue(m_tree->visualItemRect(item).left());
+}
