@@ -77,11 +77,11 @@ typename Property::sample_ptr_type readArray(const Property &property, const ISa
 {
     if (property.getNumSamples() == 0)
         return {};
+    Alembic::AbcCoreAbstract::ArraySampleKey key; // asked for first: it is where missing data shows
+    if (!property.getKey(key, when))
+        throw std::runtime_error("a sample without data: " + property.getName());
     Alembic::Util::Dimensions dimensions;
     property.getDimensions(dimensions, when);
-    Alembic::AbcCoreAbstract::ArraySampleKey key;
-    if (!property.getKey(key, when))
-        throw std::runtime_error("a sample without a key: " + property.getName());
     const quint64 claimed = dimensions.numPoints() * property.getDataType().getNumBytes();
     if (claimed != key.numBytes || claimed > fileSize)
         throw std::runtime_error("a sample's size does not fit its data: " + property.getName());

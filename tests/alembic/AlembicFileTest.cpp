@@ -1,0 +1,511 @@
+#include "alembic/AlembicFile.h"
+#include "layers/Topology.h"
+#include "support/Archives.h"
+#include "support/LogCapture.h"
+
+#include <QTemporaryDir>
+#include <QtTest>
+
+#include <limits>
+
+using namespace archives;
+
+namespace {
+
+bool near(const QVector4D &point, float x, float y, float z)
+{
+    return (point - QVector4D(x, y, z, 1.0f)).length() < 1e-5f;
+}
+
+} // namespace
+
+class AlembicFileTest : public QObject {
+    Q_OBJECT
+
+private slots:
+    void initTestCase() { QVERIFY(m_folder.isValid()); }
+
+    void meshesAreMerged();
+    void foreignIndicesStayForeign();
+    void floorSample_data();
+    void floorSample();
+    void transformsNearestFirst();
+    void projectiveTransformDivides();
+    void subdivisionSurfaceIsAMesh();
+    void cameras();
+    void instancesFollowThePathWalked();
+    void meshesWithoutPointsOrFaces();
+    void pointCountMayChange();
+    void infiniteAndNaNPoints();
+    void invalidArchiveLeavesOutputsAlone();
+    void unreadableFileKeepsTheArchive_data();
+    void unreadableFileKeepsTheArchive();
+    void foreignSchemaIsRefused();
+    void endlessHierarchyIsRefused();
+    void fileThatShrinksWhileOpen();
+    void sampleThatClaimsTooMuch_data();
+    void sampleThatClaimsTooMuch();
+
+private:
+    QString path(const QString &name) const { return m_folder.filePath(name); }
+    bool open(AlembicFile &file, const QString &name) const
+    {
+        return file.open(QFile::encodeName(path(name)));
+    }
+
+    QTemporaryDir m_folder;
+};
+
+void AlembicFileTest::meshesAreMerged()
+{
+    // The folder's name is one that only the file system's own encoding can hold.
+    const QString name = QStringLiteral("рука 腕.abc");
+    {
+        Writer writer(path(name));
+        auto group = writer.xform(writer.top(), "group", { M44d() });
+        auto box = writer.mesh(group, "box", cube());
+        auto card = writer.mesh(box, "card", grid(2));
+    }
+    AlembicFile file;
+    QVERIFY(open(file, name));
+
+    Topology topology;
+    topology.addMesh(QStringLiteral("stale"), 3);
+    QVERIFY(file.fillTopology(topology));
+    QCOMPARE(topology.vertexCount(), 12);
+    QCOMPARE(int(topology.meshes().size()), 2);
+    QCOMPARE(topology.meshes()[0].name, QStringLiteral("/group/box"));
+    QCOMPARE(topology.meshes()[0].vertexCount, 8);
+    QCOMPARE(topology.meshes()[1].name, QStringLiteral("/group/box/card"));
+    QCOMPARE(topology.meshes()[1].vertexCount, 4);
+    QCOMPARE(topology.triangleCount(), 14);
+    std::vector<quint32> last(topology.triangles().end() - 6, topology.triangles().end());
+    std::sort(last.begin(), last.end());
+    QCOMPARE(last, (std::vector<quint32> { 8, 8, 9, 10, 11, 11 }));
+
+    PointArray points;
+    QVERIFY(file.readPoints(points, 0.0));
+    QCOMPARE(int(points.size()), 12);
+    QVERIFY(near(points[7], 1, 1, 1));
+    QVERIFY(near(points[9], 1, 0, 0));
+
+    QStringList walked;
+    for (const AlembicFile::Object &object : file.objects())
+        walked << object.name + u'<' + object.parentName + u':' + QString::number(int(object.type));
+    QCOMPARE(walked, QString::fromLatin1("ABC<:0 group<ABC:0 box<group:1 card<box:1").split(u' '));
+}
+
+void AlembicFileTest::foreignIndicesStayForeign()
+{
+    Shape stray = grid(2);
+    stray.faceIndices = { 0, 1, 3, -3, 0, 1, 3, std::numeric_limits<qint32>::max(), 0, 1, 3 };
+    stray.faceCounts = { 4, 4, 3 };
+    {
+        Writer writer(path(QStringLiteral("stray.abc")));
+        writer.mesh(writer.top(), "box", cube());
+        writer.mesh(writer.top(), "card", stray);
+    }
+    AlembicFile file;
+    QVERIFY(open(file, QStringLiteral("stray.abc")));
+    Topology topology;
+    const LogCapture log;
+    QVERIFY(file.fillTopology(topology));
+    QCOMPARE(topology.triangleCount(), 12 + 1); // the card's third face alone is its own
+    QCOMPARE(int(LogCapture::lines().size()), 1);
+}
+
+void AlembicFileTest::floorSample_data()
+{
+    QTest::addColumn<double>("seconds");
+    QTest::addColumn<int>("sample");
+    QTest::newRow("before the first") << -5.0 << 0;
+    QTest::newRow("on the first") << 1.0 / 24.0 << 0;
+    QTest::newRow("just below a sample") << 4.0 / 24.0 - 1e-4 << 2;
+    QTest::newRow("on a sample") << 4.0 / 24.0 << 3;
+    QTest::newRow("between two samples") << 4.5 / 24.0 << 3;
+    QTest::newRow("after the last") << 90.0 << 4;
+}
+
+void AlembicFileTest::floorSample()
+{
+    QFETCH(double, seconds);
+    QFETCH(int, sample);
+    const QString name = QStringLiteral("moving.abc");
+    {
+        Writer writer(path(name), 1.0 / 24.0);
+        std::vector<Points> later;
+        std::vector<M44d> matrices { M44d() };
+        for (int i = 1; i < 5; ++i) {
+            later.push_back(moved(cube().points, V3f(float(i), 0, 0)));
+            matrices.push_back(translation(0, 10.0 * i, 0));
+        }
+        auto carrier = writer.xform(writer.top(), "carrier", matrices);
+        writer.mesh(carrier, "box", cube(), later);
+    }
+    AlembicFile file;
+    QVERIFY(open(file, name));
+    PointArray points(3);
+    QVERIFY(file.readPoints(points, seconds));
+    QCOMPARE(int(points.size()), 8);
+    QVERIFY(near(points[7], 1 + float(sample), 1 + 10 * float(sample), 1));
+
+    double start = 0.0, end = 0.0;
+    QVERIFY(file.timeRange(start, end));
+    QCOMPARE(start, 1.0 / 24.0);
+    QCOMPARE(end, 5.0 / 24.0);
+}
+
+void AlembicFileTest::transformsNearestFirst()
+{
+    const QString name = QStringLiteral("nested.abc");
+    {
+        Writer writer(path(name));
+        auto outer =
+            writer.xform(writer.top(), "outer", { M44d().setScale(2.0), M44d().setScale(3.0) });
+        auto inner = writer.xform(outer, "inner", { translation(1, 0, 0) });
+        writer.mesh(inner, "deep", cube());
+        writer.mesh(outer, "shallow", cube());
+        writer.mesh(writer.top(), "free", cube());
+    }
+    AlembicFile file;
+    QVERIFY(open(file, name));
+    PointArray points;
+    QVERIFY(file.readPoints(points, 0.0));
+    QVERIFY(near(points[7], 4, 2, 2));
+    QVERIFY(near(points[15], 2, 2, 2));
+    QVERIFY(near(points[23], 1, 1, 1));
+    QVERIFY(file.readPoints(points, 1.0));
+    QVERIFY(near(points[7], 6, 3, 3));
+}
+
+void AlembicFileTest::projectiveTransformDivides()
+{
+    M44d projective;
+    projective[2][3] = 0.5; // w' = z / 2 + 1
+    {
+        Writer writer(path(QStringLiteral("projective.abc")));
+        auto carrier = writer.xform(writer.top(), "carrier", { projective });
+        writer.mesh(carrier, "box", cube());
+    }
+    AlembicFile file;
+    QVERIFY(open(file, QStringLiteral("projective.abc")));
+    PointArray points;
+    QVERIFY(file.readPoints(points, 0.0));
+    QVERIFY(near(points[3], 2, 2, -2));
+    QVERIFY(near(points[7], 1 / 1.5f, 1 / 1.5f, 1 / 1.5f));
+}
+
+void AlembicFileTest::subdivisionSurfaceIsAMesh()
+{
+    {
+        Writer writer(path(QStringLiteral("subd.abc")));
+        auto carrier = writer.xform(writer.top(), "carrier", { translation(0, 5, 0) });
+        writer.subdivision(carrier, "cage", cube());
+    }
+    AlembicFile file;
+    QVERIFY(open(file, QStringLiteral("subd.abc")));
+    QCOMPARE(file.meshCount(), 1);
+    Topology topology;
+    QVERIFY(file.fillTopology(topology));
+    QCOMPARE(topology.triangleCount(), 12);
+    PointArray points;
+    QVERIFY(file.readPoints(points, 0.0));
+    QVERIFY(near(points[7], 1, 6, 1));
+    QCOMPARE(int(file.objects().back().type), 1);
+}
+
+void AlembicFileTest::cameras()
+{
+    {
+        Writer writer(path(QStringLiteral("cameras.abc")));
+        auto left = writer.xform(writer.top(), "left", { translation(-3, 1, 2) });
+        auto turned = writer.xform(left, "turned", { M44d().setAxisAngle(V3d(0, 1, 0), M_PI / 2) });
+        writer.camera(turned, "shot", { 35.0, 50.0 });
+        auto right = writer.xform(writer.top(), "right", { translation(3, 0, 0) });
+        writer.camera(right, "shot", { 20.0 });
+        writer.camera(right, "witness", { 85.0 });
+        Writer(path(QStringLiteral("blind.abc")));
+    }
+    AlembicFile file;
+    QVERIFY(open(file, QStringLiteral("cameras.abc")));
+    QCOMPARE(file.cameraCount(), 3);
+    CameraRecord record;
+    QVERIFY(file.readCamera(record, 0.0));
+    QCOMPARE(record.focalLength, 35.0f);
+    QCOMPARE(record.horizontalAperture, 2.4f);
+    QCOMPARE(record.verticalAperture, 1.8f);
+    // Turned by 90 degrees about y, a camera looks down the negative x axis.
+    QVERIFY(near(record.matrix * QVector4D(0, 0, -1, 1), -4, 1, 2));
+
+    QVERIFY(file.readCamera(record, 2.0, QStringLiteral("shot"))); // the first of that name
+    QCOMPARE(record.focalLength, 50.0f);
+    QVERIFY(file.readCamera(record, 0.0, QStringLiteral("witness")));
+    QCOMPARE(record.focalLength, 85.0f);
+    QVERIFY(near(record.matrix.column(3), 3, 0, 0));
+    QVERIFY(file.readCamera(record, 0.0, QStringLiteral("gone")));
+    QCOMPARE(record.focalLength, 35.0f);
+
+    QVERIFY(open(file, QStringLiteral("blind.abc")));
+    QVERIFY(!file.readCamera(record, 0.0));
+    QCOMPARE(record.focalLength, 35.0f);
+}
+
+void AlembicFileTest::instancesFollowThePathWalked()
+{
+    {
+        Writer writer(path(QStringLiteral("instances.abc")));
+        auto source = writer.xform(writer.top(), "source", { translation(1, 0, 0) });
+        auto inner = writer.xform(source, "inner", { translation(0, 1, 0) });
+        auto box = writer.mesh(inner, "box", cube());
+        auto copy = writer.xform(writer.top(), "copy", { translation(0, 0, 100) });
+        QVERIFY(copy.addChildInstance(inner, "innerCopy")); // its transform and the mesh below
+        QVERIFY(copy.addChildInstance(box, "boxCopy")); // the mesh alone
+    }
+    AlembicFile file;
+    QVERIFY(open(file, QStringLiteral("instances.abc")));
+    QCOMPARE(file.meshCount(), 3);
+    PointArray points;
+    QVERIFY(file.readPoints(points, 0.0));
+    QCOMPARE(int(points.size()), 24);
+    QVERIFY(near(points[7], 2, 2, 1));
+    QVERIFY(near(points[15], 1, 2, 101));
+    QVERIFY(near(points[23], 1, 1, 101));
+    Topology topology;
+    QVERIFY(file.fillTopology(topology));
+    QCOMPARE(topology.meshes()[1].name, QStringLiteral("/copy/innerCopy/box"));
+    QCOMPARE(topology.meshes()[2].name, QStringLiteral("/copy/boxCopy"));
+    QCOMPARE(topology.triangleCount(), 36);
+}
+
+void AlembicFileTest::meshesWithoutPointsOrFaces()
+{
+    Shape loose = cube();
+    loose.faceIndices.clear();
+    loose.faceCounts.clear();
+    {
+        Writer writer(path(QStringLiteral("empty.abc")));
+        writer.mesh(writer.top(), "nothing", Shape());
+        writer.mesh(writer.top(), "loose", loose);
+        writer.mesh(writer.top(), "box", cube());
+    }
+    AlembicFile file;
+    QVERIFY(open(file, QStringLiteral("empty.abc")));
+    Topology topology;
+    QVERIFY(file.fillTopology(topology));
+    QCOMPARE(int(topology.meshes().size()), 3);
+    QCOMPARE(topology.vertexCount(), 16);
+    QCOMPARE(topology.triangleCount(), 12);
+    PointArray points;
+    QVERIFY(file.readPoints(points, 0.0));
+    QCOMPARE(int(points.size()), 16);
+}
+
+void AlembicFileTest::pointCountMayChange()
+{
+    {
+        Writer writer(path(QStringLiteral("growing.abc")));
+        writer.mesh(writer.top(), "grid", grid(2), { grid(3).points, Points() });
+    }
+    AlembicFile file;
+    QVERIFY(open(file, QStringLiteral("growing.abc")));
+    Topology topology;
+    QVERIFY(file.fillTopology(topology));
+    QCOMPARE(topology.vertexCount(), 4);
+    PointArray points;
+    for (const int expected : { 4, 9, 0 }) {
+        QVERIFY(file.readPoints(points, (expected == 4 ? 0 : expected == 9 ? 1 : 2) / 24.0));
+        QCOMPARE(int(points.size()), expected);
+    }
+}
+
+void AlembicFileTest::infiniteAndNaNPoints()
+{
+    Shape broken = cube();
+    broken.points[1].x = std::numeric_limits<float>::quiet_NaN();
+    broken.points[2].y = std::numeric_limits<float>::infinity();
+    {
+        Writer writer(path(QStringLiteral("nan.abc")));
+        auto carrier = writer.xform(writer.top(), "carrier", { translation(1, 0, 0) });
+        writer.mesh(carrier, "box", broken);
+    }
+    AlembicFile file;
+    QVERIFY(open(file, QStringLiteral("nan.abc")));
+    PointArray points;
+    QVERIFY(file.readPoints(points, 0.0));
+    QVERIFY(!std::isfinite(points[1].x()));
+    QVERIFY(!std::isfinite(points[2].y()));
+    QVERIFY(near(points[3], 2, 1, -1)); // its neighbours in the same round are untouched
+    QCOMPARE(points[1].w(), 1.0f);
+}
+
+void AlembicFileTest::invalidArchiveLeavesOutputsAlone()
+{
+    const AlembicFile file;
+    PointArray points(2, QVector4D(1, 2, 3, 1));
+    double start = 4.0, end = 5.0;
+    CameraRecord camera;
+    camera.focalLength = 6.0f;
+    Topology topology;
+    topology.addMesh(QStringLiteral("kept"), 1);
+    const LogCapture log;
+    QVERIFY(!file.isValid());
+    QVERIFY(!file.readPoints(points, 0.0));
+    QVERIFY(!file.timeRange(start, end));
+    QVERIFY(!file.readCamera(camera, 0.0));
+    QVERIFY(!file.fillTopology(topology));
+    QCOMPARE(LogCapture::lines(),
+             QStringList(QVector<QString>(4, QStringLiteral("archive is invalid")).toList()));
+    QCOMPARE(int(points.size()), 2);
+    QCOMPARE(start + end, 9.0);
+    QCOMPARE(camera.focalLength, 6.0f);
+    QCOMPARE(int(topology.meshes().size()), 1);
+}
+
+void AlembicFileTest::unreadableFileKeepsTheArchive_data()
+{
+    QTest::addColumn<QByteArray>("bytes");
+    {
+        Writer writer(path(QStringLiteral("good.abc")));
+        writer.mesh(writer.top(), "grid", grid(40));
+        writer.camera(writer.top(), "shot", { 35.0 });
+    }
+    QFile good(path(QStringLiteral("good.abc")));
+    QVERIFY(good.open(QIODevice::ReadOnly));
+    const QByteArray whole = good.readAll();
+    QTest::newRow("missing") << QByteArray();
+    QTest::newRow("empty") << QByteArray("");
+    QTest::newRow("text") << QByteArray("not an archive\n").repeated(100);
+    QTest::newRow("magic alone") << whole.left(5);
+    QTest::newRow("header alone") << whole.left(16);
+    QTest::newRow("half") << whole.left(whole.size() / 2);
+    QTest::newRow("a byte short") << whole.left(whole.size() - 1);
+}
+
+void AlembicFileTest::unreadableFileKeepsTheArchive()
+{
+    QFETCH(QByteArray, bytes);
+    const QString name = QStringLiteral("bad.abc");
+    QFile::remove(path(name));
+    if (!bytes.isNull()) {
+        QFile bad(path(name));
+        QVERIFY(bad.open(QIODevice::WriteOnly));
+        bad.write(bytes);
+    }
+    AlembicFile file;
+    QVERIFY(open(file, QStringLiteral("good.abc")));
+    {
+        const LogCapture log;
+        QVERIFY(!open(file, name));
+        QCOMPARE(int(LogCapture::lines().size()), 1);
+        QVERIFY2(LogCapture::countContaining(path(name)) == 1, "the line names the file");
+    }
+    QVERIFY(file.isValid());
+    QCOMPARE(file.cameraCount(), 1);
+    PointArray points;
+    QVERIFY(file.readPoints(points, 0.0));
+    QCOMPARE(int(points.size()), 1600);
+}
+
+void AlembicFileTest::foreignSchemaIsRefused()
+{
+    // Claims to be a mesh, yet has none of a mesh's properties.
+    Alembic::Abc::MetaData claim;
+    claim.set("schema", "AbcGeom_PolyMesh_v1");
+    {
+        Writer writer(path(QStringLiteral("claim.abc")));
+        Alembic::Abc::OObject liar(writer.top(), "liar", claim);
+    }
+    AlembicFile file;
+    const LogCapture log;
+    QVERIFY(!open(file, QStringLiteral("claim.abc")));
+    QVERIFY(!file.isValid());
+    QCOMPARE(LogCapture::countContaining(QStringLiteral("claim.abc")), 1);
+}
+
+void AlembicFileTest::endlessHierarchyIsRefused()
+{
+    const QString name = QStringLiteral("loop.abc");
+    {
+        Writer writer(path(name));
+        auto outer = writer.xform(writer.top(), "outer", { M44d() });
+        auto inner = writer.xform(outer, "inner", { M44d() });
+        auto other = writer.xform(writer.top(), "other", { M44d() });
+        QVERIFY(inner.addChildInstance(other, "again"));
+    }
+    // The writer refuses an instance of an ancestor, so the source's name is changed on disk.
+    QFile file(path(name));
+    QVERIFY(file.open(QIODevice::ReadWrite));
+    QByteArray bytes = file.readAll();
+    const int source = bytes.indexOf("/other");
+    QVERIFY(source > 0);
+    bytes.replace(source, 6, "/outer");
+    file.seek(0);
+    file.write(bytes);
+    file.close();
+
+    AlembicFile archive;
+    const LogCapture log;
+    QVERIFY(!open(archive, name));
+    QCOMPARE(int(LogCapture::lines().size()), 1);
+}
+
+void AlembicFileTest::fileThatShrinksWhileOpen()
+{
+    const QString name = QStringLiteral("shrinking.abc");
+    {
+        Writer writer(path(name));
+        writer.mesh(writer.top(), "grid", grid(64), { moved(grid(64).points, V3f(1, 0, 0)) });
+    }
+    AlembicFile file;
+    QVERIFY(open(file, name));
+    PointArray points;
+    QVERIFY(file.readPoints(points, 0.0));
+    const PointArray before = points;
+    QVERIFY(QFile::resize(path(name), 64));
+    const LogCapture log;
+    QVERIFY(!file.readPoints(points, 1.0 / 24.0));
+    QVERIFY(points == before);
+    QCOMPARE(int(LogCapture::lines().size()), 1);
+    QVERIFY2(LogCapture::countContaining(path(name)) == 1, "the line names the file");
+}
+
+void AlembicFileTest::sampleThatClaimsTooMuch_data()
+{
+    QTest::addColumn<quint64>("claimed"); // bytes, the sample's 16 byte digest included
+    QTest::newRow("more than the file") << (quint64(1) << 40);
+    QTest::newRow("everything") << ~quint64(0);
+    QTest::newRow("a byte more") << quint64(16 + 96 + 1);
+    QTest::newRow("less than the digest") << quint64(3);
+}
+
+void AlembicFileTest::sampleThatClaimsTooMuch()
+{
+    QFETCH(quint64, claimed);
+    const QString name = QStringLiteral("claiming.abc");
+    const Shape box = cube();
+    {
+        Writer writer(path(name));
+        writer.mesh(writer.top(), "box", box);
+    }
+    QFile device(path(name));
+    QVERIFY(device.open(QIODevice::ReadWrite));
+    const QByteArray points(reinterpret_cast<const char *>(box.points.data()), 96);
+    const int data = device.readAll().indexOf(points);
+    QVERIFY(data > 24);
+    device.seek(data - 24); // the block's size, then the digest, then the points
+    device.write(reinterpret_cast<const char *>(&claimed), sizeof claimed);
+    device.close();
+
+    AlembicFile file;
+    QVERIFY(open(file, name));
+    PointArray out(1, QVector4D(7, 8, 9, 1));
+    Topology topology;
+    const LogCapture log;
+    QVERIFY(!file.readPoints(out, 0.0));
+    QVERIFY(!file.fillTopology(topology));
+    QCOMPARE(int(LogCapture::lines().size()), 2);
+    QCOMPARE(int(out.size()), 1);
+}
+
+QTEST_GUILESS_MAIN(AlembicFileTest)
+#include "AlembicFileTest.moc"
