@@ -28,8 +28,15 @@ inline constexpr QLatin1String kConstraints("constraints");
 enum class ElementType : int { Float = 0, Scalar = 1, UInt = 2, Brush = 3, Area = 4, Hit = 5 };
 
 /// What a buffer has one item for.
-enum class ItemCount { Vertices, TriangleIndices, RingEntries, ConstraintEntries, One,
-                       VertexGroups, TriangleGroups };
+enum class ItemCount {
+    Vertices,
+    TriangleIndices,
+    RingEntries,
+    ConstraintEntries,
+    One,
+    VertexGroups,
+    TriangleGroups
+};
 
 enum class BufferUsage { Static, Dynamic };
 

@@ -36,16 +36,16 @@ public:
     /// Sets every byte of the storage to zero.
     void fillZero();
 
-    /// Replaces the storage with the items; the item count stays what allocate() set. The items must
-    /// number exactly that many: kernels take lengths from the storage.
-    template<class Item> void upload(const std::vector<Item> &items)
+    /// Replaces the storage with the items; the item count stays what allocate() set. The items
+    /// must number exactly that many: kernels take lengths from the storage.
+    template <class Item> void upload(const std::vector<Item> &items)
     {
         static_assert(std::is_trivially_copyable_v<Item>, "items travel as raw bytes");
         Q_ASSERT(int(sizeof(Item)) == itemSize());
         uploadBytes(items.data(), GLsizeiptr(items.size() * sizeof(Item)));
     }
     /// All items; empty when nothing can be read.
-    template<class Item> std::vector<Item> readBack()
+    template <class Item> std::vector<Item> readBack()
     {
         static_assert(std::is_trivially_copyable_v<Item>, "items travel as raw bytes");
         Q_ASSERT(int(sizeof(Item)) == itemSize());

@@ -18,6 +18,7 @@ class QOpenGLDebugLogger;
 class QOpenGLDebugMessage;
 class QOpenGLShaderProgram;
 class QOpenGLTexture;
+class ProgramScope;
 class Topology;
 
 /// What a draw needs beside the buffers.
@@ -34,10 +35,11 @@ struct MeshDrawOptions {
 /// brush alphas, a program per draw style and per kernel, and the passes over them. One lives for
 /// the whole run; an import resizes its buffers.
 ///
-/// Every operation needs a context of the share group current and first makes sure that initialize()
-/// has run; without OpenGL 4.3 each is a no-op. Buffers and programs serve every shared context;
-/// vertex arrays are the views' own business. Each dispatch is followed by the storage barrier (with
-/// the buffer-update bit, which copies and read-backs need). Positions are world space.
+/// Every operation needs a context of the share group current and first makes sure that
+/// initialize() has run; without OpenGL 4.3 each is a no-op. Buffers and programs serve every
+/// shared context; vertex arrays are the views' own business. Each dispatch is followed by the
+/// storage barrier (with the buffer-update bit, which copies and read-backs need). Positions are
+/// world space.
 class GPUMesh : public QObject, protected QOpenGLFunctions_4_3_Core {
     Q_OBJECT
 
@@ -71,7 +73,7 @@ public:
     GLBuffer *bufferBySemantic(const QString &semantic);
     /// Uploads into the buffer; false, nothing changed, when the items do not number exactly the
     /// buffer's (no kernel may read past an end) or the name is unknown.
-    template<class Item> bool upload(const QString &semantic, const std::vector<Item> &items)
+    template <class Item> bool upload(const QString &semantic, const std::vector<Item> &items)
     {
         GLBuffer *buffer = initialize() ? bufferBySemantic(semantic) : nullptr;
         if (!buffer || int(items.size()) != buffer->itemCount())
@@ -79,7 +81,7 @@ public:
         buffer->upload(items);
         return true;
     }
-    template<class Item> std::vector<Item> readBack(const QString &semantic)
+    template <class Item> std::vector<Item> readBack(const QString &semantic)
     {
         GLBuffer *buffer = initialize() ? bufferBySemantic(semantic) : nullptr;
         return buffer ? buffer->readBack<Item>() : std::vector<Item>();
@@ -88,8 +90,8 @@ public:
     /// One vec4 per vertex from one buffer to the other.
     void copyBuffer(const QString &source, const QString &target);
 
-    /// The imported points at a frame go into "position". A frame whose points cannot be read, or do
-    /// not number one per vertex, keeps the last good imported positions, with one debug line.
+    /// The imported points at a frame go into "position". A frame whose points cannot be read, or
+    /// do not number one per vertex, keeps the last good imported positions, with one debug line.
     void loadFrame(int frame, double framesPerSecond, const AlembicFile &alembic);
 
     // One dab (GPUMeshSculpt.cpp).
@@ -122,16 +124,39 @@ public slots:
 private:
     // Order of building; kernels from VertexNormals on.
     enum class Program {
-        Draw, Compare, Wire,
-        VertexNormals, ClosestIntersection, AreaCompute, Picking, Sculpt, AddDeltas, Cloth, Clone,
-        Relax, Mush, Jiggle,
+        Draw,
+        Compare,
+        Wire,
+        VertexNormals,
+        ClosestIntersection,
+        AreaCompute,
+        Picking,
+        Sculpt,
+        AddDeltas,
+        Cloth,
+        Clone,
+        Relax,
+        Mush,
+        Jiggle,
         Count
     };
 
+    void startDebugLog();
+    void buildPrograms();
+    void createBuffers();
+    int itemsOf(ItemCount count) const;
+
     QOpenGLShaderProgram &program(Program which);
-    /// The one place that dispatches: the bound program over `groups` work groups, then the barrier.
+    /// The one place that dispatches: the bound program over `groups` work groups of the sixteen
+    /// buffers, then the barrier.
     void dispatchGroups(int groups);
     void dispatchItems(int items) { dispatchGroups(groupCount(items)); }
+    /// The three passes of a reduction over the items.
+    void reduce(ProgramScope &scope, int items);
+
+    void uploadIndices(GLuint buffer, const std::vector<quint32> &indices);
+    void drawTriangles(Program which, const MeshDrawOptions &options);
+    void drawEdges(const QMatrix4x4 &modelViewProjection);
 
     bool m_initialized = false;
     bool m_failed = false;
@@ -139,7 +164,8 @@ private:
     int m_vertexCount = 0;
     int m_triangleCount = 0;
     PointArray m_restPoints;
-    PointArray m_lastGoodPoints; ///< what the current frame falls back to
+    PointArray m_lastGoodPoints; ///< what a frame that cannot be read falls back to
+    PointArray m_framePoints; ///< where the next frame is read to
     std::array<GLBuffer, 16> m_buffers;
     std::array<std::unique_ptr<QOpenGLShaderProgram>, size_t(Program::Count)> m_programs;
     std::unique_ptr<QOpenGLTexture> m_clayAlpha;

@@ -2,7 +2,8 @@
 
 #include <QtGlobal>
 
-/// What this process has asked of the graphics card so far; tests and benchmarks take differences.
+/// What this process has asked of the graphics card's storage buffers so far; tests and benchmarks
+/// take differences. The index lists that a draw uploads are not counted.
 struct GpuCounters {
     quint64 uploads = 0;
     quint64 uploadedBytes = 0;

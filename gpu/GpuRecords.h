@@ -15,7 +15,8 @@ struct BrushData {
     qint32 bySurfaceGrowCount = 0;
 };
 static_assert(sizeof(BrushData) == 76 && offsetof(BrushData, hitTriangle) == 64 &&
-              offsetof(BrushData, hitVertex) == 68 && offsetof(BrushData, bySurfaceGrowCount) == 72);
+              offsetof(BrushData, hitVertex) == 68 &&
+              offsetof(BrushData, bySurfaceGrowCount) == 72);
 
 struct AreaData {
     QVector4D position; ///< w counts the points summed

@@ -1,8 +1,8 @@
 #pragma once
 
 #include <QByteArray>
-#include <QStringList>
 #include <QString>
+#include <QStringList>
 
 /// Joins a shader from its files: expands #include "…" lines (relative to the main file's folder),
 /// each file once, with #line directives around, so that the driver's messages name the line; the

@@ -1,0 +1,279 @@
+#include "gpu/GPUMesh.h"
+
+#include "gpu/GpuCounters.h"
+#include "gpu/Log.h"
+#include "gpu/ShaderSource.h"
+#include "layers/Topology.h"
+
+#include <QImage>
+#include <QOpenGLContext>
+#include <QOpenGLDebugLogger>
+#include <QOpenGLShaderProgram>
+#include <QOpenGLTexture>
+
+namespace {
+
+struct ShaderFile {
+    QOpenGLShader::ShaderType type;
+    const char *path;
+};
+
+// In the order of GPUMesh::Program.
+const std::vector<ShaderFile> kPrograms[] = {
+    { { QOpenGLShader::Vertex, ":/drawShaders/DrawShaders/vertex.glsl" },
+      { QOpenGLShader::Fragment, ":/drawShaders/DrawShaders/fragment.glsl" } },
+    { { QOpenGLShader::Vertex, ":/drawShaders/DrawShaders/compare_vertex.glsl" },
+      { QOpenGLShader::Fragment, ":/drawShaders/DrawShaders/compare_fragment.glsl" } },
+    { { QOpenGLShader::Vertex, ":/drawShaders/DrawShaders/vertexWire.glsl" },
+      { QOpenGLShader::Fragment, ":/drawShaders/DrawShaders/fragmentWire.glsl" } },
+    { { QOpenGLShader::Compute, ":/computeShaders/ComputeShaders/vertexNormals.glsl" } },
+    { { QOpenGLShader::Compute, ":/computeShaders/ComputeShaders/closestIntersection.glsl" } },
+    { { QOpenGLShader::Compute, ":/computeShaders/ComputeShaders/areaCompute.glsl" } },
+    { { QOpenGLShader::Compute, ":/computeShaders/ComputeShaders/picking.glsl" } },
+    { { QOpenGLShader::Compute, ":/computeShaders/ComputeShaders/sculpt.glsl" } },
+    { { QOpenGLShader::Compute, ":/computeShaders/ComputeShaders/addDeltas.glsl" } },
+    { { QOpenGLShader::Compute, ":/computeShaders/ComputeShaders/cloth.glsl" } },
+    { { QOpenGLShader::Compute, ":/computeShaders/ComputeShaders/clone.glsl" } },
+    { { QOpenGLShader::Compute, ":/computeShaders/ComputeShaders/relax.glsl" } },
+    { { QOpenGLShader::Compute, ":/computeShaders/ComputeShaders/mush.glsl" } },
+    { { QOpenGLShader::Compute, ":/computeShaders/ComputeShaders/jiggle.glsl" } },
+};
+
+/// Adds one stage; a failure ends in one line with the driver's log, whose file numbers count the
+/// files listed behind it.
+bool addStage(QOpenGLShaderProgram &program, const ShaderFile &file)
+{
+    const ShaderSource source = loadShader(QLatin1String(file.path));
+    if (source.text.isEmpty()) {
+        qCDebug(lcGpu).noquote() << source.error;
+        return false;
+    }
+    if (program.addShaderFromSourceCode(file.type, source.text))
+        return true;
+    qCDebug(lcGpu).noquote() << "can't compile" << file.path << program.log()
+                             << source.files.join(QLatin1Char(' '));
+    return false;
+}
+
+bool buildProgram(QOpenGLShaderProgram &program, const std::vector<ShaderFile> &files)
+{
+    for (const ShaderFile &file : files) {
+        if (!addStage(program, file))
+            return false;
+    }
+    if (program.link())
+        return true;
+    qCDebug(lcGpu).noquote() << "can't link" << files.front().path << program.log();
+    return false;
+}
+
+/// The sculpt kernel filters by hand, so the texture hands out single texels.
+std::unique_ptr<QOpenGLTexture> loadAlpha(const QString &path)
+{
+    QImage image(path);
+    if (image.isNull()) {
+        qCDebug(lcGpu).noquote() << "can't load the brush alpha" << path;
+        image = QImage(1, 1, QImage::Format_RGBA8888);
+        image.fill(Qt::white); // the brush then works unshaped
+    }
+    auto texture =
+        std::make_unique<QOpenGLTexture>(image.mirrored(), QOpenGLTexture::DontGenerateMipMaps);
+    texture->setMinMagFilters(QOpenGLTexture::Nearest, QOpenGLTexture::Nearest);
+    texture->setWrapMode(QOpenGLTexture::ClampToEdge);
+    return texture;
+}
+
+} // namespace
+
+GPUMesh::GPUMesh() = default;
+
+GPUMesh::~GPUMesh()
+{
+    if (!m_initialized)
+        return;
+    if (!QOpenGLContext::currentContext()) {
+        // The contexts went first and took every object with them; what is left are names.
+        static_cast<void>(m_clayAlpha.release());
+        static_cast<void>(m_creaseAlpha.release());
+        return;
+    }
+    for (const GLBuffer &buffer : m_buffers) {
+        const GLuint name = buffer.name();
+        glDeleteBuffers(1, &name);
+    }
+    glDeleteBuffers(1, &m_triangleIndexBuffer);
+    glDeleteBuffers(1, &m_edgeIndexBuffer);
+}
+
+bool GPUMesh::initialize()
+{
+    if (m_initialized || m_failed)
+        return m_initialized;
+    const bool hasContext = QOpenGLContext::currentContext();
+    if (!hasContext || !initializeOpenGLFunctions()) {
+        m_failed = hasContext; // without a context a later call may still find one
+        qCDebug(lcGpu).noquote() << "failed to initialize OpenGL functions for GPUMesh";
+        return false;
+    }
+    startDebugLog();
+    m_clayAlpha = loadAlpha(QStringLiteral(":/alphas2d/Alphas/alphas2d/square.png"));
+    m_creaseAlpha = loadAlpha(QStringLiteral(":/alphas2d/Alphas/alphas2d/dot.png"));
+    buildPrograms();
+    createBuffers();
+    m_initialized = true;
+    return true;
+}
+
+void GPUMesh::startDebugLog()
+{
+    m_logger = std::make_unique<QOpenGLDebugLogger>();
+    connect(m_logger.get(), &QOpenGLDebugLogger::messageLogged, this, &GPUMesh::onMessageLogged);
+    if (!m_logger->initialize())
+        return;
+    m_logger->startLogging();
+    m_logger->enableMessages();
+}
+
+void GPUMesh::buildPrograms()
+{
+    static_assert(std::size(kPrograms) == size_t(Program::Count));
+    for (size_t i = 0; i < m_programs.size(); ++i) {
+        m_programs[i] = std::make_unique<QOpenGLShaderProgram>();
+        buildProgram(*m_programs[i], kPrograms[i]);
+    }
+}
+
+void GPUMesh::createBuffers()
+{
+    glGenBuffers(1, &m_triangleIndexBuffer);
+    glGenBuffers(1, &m_edgeIndexBuffer);
+    for (size_t i = 0; i < m_buffers.size(); ++i) {
+        const BufferRow &row = kBufferTable[i];
+        GLuint name = 0;
+        glGenBuffers(1, &name);
+        m_buffers[i].create(row.semantic, row.element, row.components, row.usage);
+        m_buffers[i].setName(name);
+        m_buffers[i].setBinding(GLuint(i));
+    }
+}
+
+bool GPUMesh::bind()
+{
+    if (!initialize())
+        return false;
+    for (GLBuffer &buffer : m_buffers)
+        buffer.bind();
+    return true;
+}
+
+void GPUMesh::release()
+{
+    if (!m_initialized)
+        return;
+    for (const GLBuffer &buffer : m_buffers)
+        glBindBufferBase(GL_SHADER_STORAGE_BUFFER, buffer.binding(), 0);
+}
+
+void GPUMesh::setTopology(const Topology *topology) { m_topology = topology; }
+
+int GPUMesh::itemsOf(ItemCount count) const
+{
+    switch (count) {
+    case ItemCount::Vertices:
+        return m_vertexCount;
+    case ItemCount::TriangleIndices:
+        return 3 * m_triangleCount;
+    case ItemCount::RingEntries:
+        return m_topology ? int(m_topology->rings().size()) : 0;
+    case ItemCount::ConstraintEntries:
+        return m_topology ? int(m_topology->constraints().size()) : 0;
+    case ItemCount::One:
+        return 1;
+    case ItemCount::VertexGroups:
+        return groupCount(m_vertexCount);
+    case ItemCount::TriangleGroups:
+        return groupCount(m_triangleCount);
+    }
+    return 0;
+}
+
+void GPUMesh::allocateBuffers()
+{
+    if (!initialize())
+        return;
+    m_vertexCount = m_topology ? m_topology->vertexCount() : 0;
+    m_triangleCount = m_topology ? m_topology->triangleCount() : 0;
+    m_lastGoodPoints.assign(size_t(m_vertexCount), QVector4D(0.0f, 0.0f, 0.0f, 1.0f));
+    for (size_t i = 0; i < m_buffers.size(); ++i) {
+        m_buffers[i].allocate(itemsOf(kBufferTable[i].count));
+        m_buffers[i].fillZero();
+    }
+    if (m_topology) {
+        upload(Semantic::kTriangleVertices, m_topology->triangles());
+        upload(Semantic::kRingVertices, m_topology->rings());
+        upload(Semantic::kConstraints, m_topology->constraints());
+    }
+    upload(Semantic::kBrush, std::vector<BrushData>(1)); // zeros would be a hit of triangle 0
+}
+
+void GPUMesh::clear()
+{
+    m_restPoints.clear();
+    const Topology *topology = std::exchange(m_topology, nullptr);
+    m_vertexCount = 0;
+    m_triangleCount = 0;
+    m_lastGoodPoints.clear();
+    if (m_initialized && QOpenGLContext::currentContext())
+        allocateBuffers();
+    m_topology = topology;
+}
+
+GLBuffer *GPUMesh::bufferBySemantic(const QString &semantic)
+{
+    for (GLBuffer &buffer : m_buffers) {
+        if (buffer.hasSemantic(semantic))
+            return &buffer;
+    }
+    qCDebug(lcGpu).noquote() << "can't find the buffer, semantic doesn't exist:" << semantic;
+    return nullptr;
+}
+
+void GPUMesh::fillZero(const QString &semantic)
+{
+    if (GLBuffer *buffer = initialize() ? bufferBySemantic(semantic) : nullptr)
+        buffer->fillZero();
+}
+
+void GPUMesh::copyBuffer(const QString &source, const QString &target)
+{
+    if (!initialize())
+        return;
+    const GLBuffer *from = bufferBySemantic(source);
+    const GLBuffer *to = bufferBySemantic(target);
+    if (!from || !to)
+        return;
+    Q_ASSERT(from->byteSize() == to->byteSize() && from->itemCount() == m_vertexCount);
+    glBindBuffer(GL_SHADER_STORAGE_BUFFER, from->name());
+    glBindBuffer(GL_COPY_WRITE_BUFFER, to->name());
+    glCopyBufferSubData(GL_SHADER_STORAGE_BUFFER, GL_COPY_WRITE_BUFFER, 0, 0, from->byteSize());
+    glBindBuffer(GL_SHADER_STORAGE_BUFFER, 0);
+    glBindBuffer(GL_COPY_WRITE_BUFFER, 0);
+    ++gpuCounters().copies;
+}
+
+QOpenGLShaderProgram &GPUMesh::program(Program which) { return *m_programs[size_t(which)]; }
+
+void GPUMesh::dispatchGroups(int groups)
+{
+    bind(); // binding points belong to a context, and each view has its own
+    glDispatchCompute(GLuint(groups), 1, 1);
+    glMemoryBarrier(GL_SHADER_STORAGE_BARRIER_BIT | GL_BUFFER_UPDATE_BARRIER_BIT);
+    ++gpuCounters().dispatches;
+}
+
+void GPUMesh::onMessageLogged(const QOpenGLDebugMessage &message)
+{
+    // Some drivers send a notification about each upload: several per frame and per dab.
+    if (message.severity() != QOpenGLDebugMessage::NotificationSeverity)
+        qCDebug(lcGpu).noquote() << "OpenGL:" << message.message();
+}

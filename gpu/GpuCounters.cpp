@@ -1,0 +1,7 @@
+#include "gpu/GpuCounters.h"
+
+GpuCounters &gpuCounters()
+{
+    static GpuCounters counters;
+    return counters;
+}

@@ -1,0 +1,144 @@
+#version 430 core
+layout(local_size_x = 1024) in;
+#define USES_POSITION
+#define USES_TRIANGLES
+#define USES_FALLOFF
+#define USES_BRUSH
+#define USES_TRIANGLE_HIT
+#include "common/buffers.glsl"
+#include "common/numbers.glsl"
+
+uniform int pass;
+uniform vec3 nearP;
+uniform vec3 farP;
+uniform int ignoreBackface;
+
+shared float distances[GROUP_SIZE];
+shared int ids[GROUP_SIZE];
+
+uint triangleCount() { return uint(triangleVertices.length()) / 3u; }
+
+vec3 corner(uint triangle, uint which)
+{
+    return position[triangleVertices[3u * triangle + which]].xyz;
+}
+
+// Distance from the near point to the hit, MAX_FLOAT without one. The comparisons are written so
+// that a NaN (a collapsed triangle, a broken point) is never a hit.
+float rayDistance(uint triangle)
+{
+    vec3 a = corner(triangle, 0u);
+    vec3 b = corner(triangle, 1u);
+    vec3 c = corner(triangle, 2u);
+    vec3 n = normalize(cross(b - a, c - a));
+    if (ignoreBackface == 1 && dot(-n, normalize(farP - nearP)) < 0.0)
+        return MAX_FLOAT;
+    float d1 = dot(nearP - a, n);
+    float d2 = dot(farP - a, n);
+    if (!(d1 * d2 < 0.0))
+        return MAX_FLOAT;
+    vec3 hit = nearP + (farP - nearP) * (-d1 / (d2 - d1));
+    bool inside = dot(cross(n, b - a), hit - a) >= 0.0 && dot(cross(n, c - b), hit - b) >= 0.0 &&
+        dot(cross(n, a - c), hit - c) >= 0.0;
+    return inside ? length(hit - nearP) : MAX_FLOAT;
+}
+
+// Ties keep the lower triangle, whichever slots the tree brings together.
+bool isCloser(float distance, int id, float bestDistance, int bestId)
+{
+    return distance < bestDistance || (distance == bestDistance && id != -1 && id < bestId);
+}
+
+// Every invocation of the group has to come here: there are barriers inside.
+void reduceGroup()
+{
+    uint slot = gl_LocalInvocationID.x;
+    memoryBarrierShared();
+    barrier();
+    for (uint stride = GROUP_SIZE / 2u; stride > 0u; stride >>= 1u) {
+        if (slot < stride &&
+            isCloser(distances[slot + stride], ids[slot + stride], distances[slot], ids[slot])) {
+            distances[slot] = distances[slot + stride];
+            ids[slot] = ids[slot + stride];
+        }
+        memoryBarrierShared();
+        barrier();
+    }
+}
+
+void reduceTriangles()
+{
+    uint triangle = gl_GlobalInvocationID.x;
+    uint slot = gl_LocalInvocationID.x;
+    brush.hitTriangle = -1;
+    brush.hitVertex = -1;
+    float found = triangle < triangleCount() ? rayDistance(triangle) : MAX_FLOAT;
+    distances[slot] = found;
+    ids[slot] = found < MAX_FLOAT ? int(triangle) : -1;
+    reduceGroup();
+    if (slot == 0u && gl_WorkGroupID.x < uint(triangleHit.length()))
+        triangleHit[gl_WorkGroupID.x] = HIT(ids[0], distances[0]);
+}
+
+// A group writes into the first of the entries that only it reads: entry [group] may belong to
+// another group that has not read it yet.
+void reducePartials()
+{
+    uint entry = gl_GlobalInvocationID.x;
+    uint slot = gl_LocalInvocationID.x;
+    bool present = entry < uint(triangleHit.length());
+    distances[slot] = present ? triangleHit[entry].distance : MAX_FLOAT;
+    ids[slot] = present ? triangleHit[entry].id : -1;
+    reduceGroup();
+    if (slot == 0u && present)
+        triangleHit[entry] = HIT(ids[0], distances[0]);
+}
+
+void writeHit(HIT closest)
+{
+    uint triangle = uint(closest.id);
+    vec3 a = corner(triangle, 0u);
+    vec3 b = corner(triangle, 1u);
+    vec3 c = corner(triangle, 2u);
+    vec3 hit = nearP + normalize(farP - nearP) * closest.distance;
+    brush.hitNormal = vec4(removeNan(normalize(cross(b - a, c - a))), 0.0);
+    brush.hitPosition = vec4(removeNan(hit), 1.0);
+    brush.hitTriangle = closest.id;
+
+    uint nearest = 0u;
+    float best = distance(a, hit);
+    if (distance(b, hit) < best) {
+        nearest = 1u;
+        best = distance(b, hit);
+    }
+    if (distance(c, hit) < best)
+        nearest = 2u;
+    uint vertex = triangleVertices[3u * triangle + nearest];
+    brush.hitVertex = int(vertex);
+    falloff[vertex] = 1.0;
+}
+
+void finish()
+{
+    const uint perResult = GROUP_SIZE * GROUP_SIZE;
+    uint results = (triangleCount() + perResult - 1u) / perResult;
+    HIT closest = HIT(-1, MAX_FLOAT);
+    for (uint result = 0u; result < results; ++result) {
+        HIT candidate = triangleHit[result * GROUP_SIZE];
+        if (candidate.distance < closest.distance)
+            closest = candidate;
+    }
+    triangleHit[0] = closest;
+    if (closest.id != -1)
+        writeHit(closest);
+}
+
+void main()
+{
+    if (pass == 0)
+        reduceTriangles();
+    else if (pass == 1)
+        reducePartials();
+    else if (gl_GlobalInvocationID.x == 0u)
+        finish();
+}

@@ -1,0 +1,164 @@
+#version 430 core
+layout(local_size_x = 1024) in;
+#define USES_POSITION
+#define USES_NORMAL
+#define USES_MASK
+#define USES_RING
+#define USES_DELTAS
+#define USES_FALLOFF
+#define USES_BACKUP
+#define USES_BRUSH
+#define USES_BRUSH_MATRIX
+#define USES_OFFSET
+#include "common/buffers.glsl"
+#include "common/brushes.glsl"
+#include "common/numbers.glsl"
+#include "common/ring.glsl"
+#include "common/tangent.glsl"
+
+uniform float Radius;
+uniform vec3 MoveVector;
+uniform float Intensity;
+uniform float Pressure;
+uniform int BrushType;
+uniform int Control;
+uniform int useContangent;
+uniform sampler2D Alpha;
+
+RING_CENTROID(backupCentroid, backupPoints)
+RING_CENTROID(offsetCentroid, offsetPoints)
+TANGENT_TRANSFER(offsetToBackup, offsetPoints, backupPoints)
+
+// Filtered by hand, as for a texture of 256 x 256 texels: one sample in each texel's middle, so that
+// no rounding at a texel's edge picks the wrong one.
+float alphaTexel(vec2 texel) { return textureLod(Alpha, (texel + 0.5) / 256.0, 0.0).r; }
+
+// The square of side 2 * Radius around the brush centre maps to 0..1.
+float alphaAt(vec3 p)
+{
+    vec4 q = inverse(brushMatrix) * vec4(p, 1.0);
+    vec2 uv = (q.xy / 2.0 + Radius / 2.0) / Radius;
+    if (!(all(greaterThanEqual(uv, vec2(0.0))) && all(lessThanEqual(uv, vec2(1.0)))))
+        return 0.0;
+    vec2 texel = floor(uv * 256.0);
+    vec2 part = fract(uv * 256.0);
+    float low = mix(alphaTexel(texel), alphaTexel(texel + vec2(1.0, 0.0)), part.x);
+    float high = mix(alphaTexel(texel + vec2(0.0, 1.0)), alphaTexel(texel + vec2(1.0)), part.x);
+    return mix(low, high, part.y);
+}
+
+vec3 clay(vec3 p, float f, float free, float strength, float direction)
+{
+    vec3 n = brush.areaNormal.xyz * direction;
+    vec3 centre = brush.areaPosition.xyz + n * Radius * 0.1;
+    float height = dot(p - centre, n);
+    return removeNan(-n * height * strength * alphaAt(p) * f * free) * 2.0;
+}
+
+// The pinch is not scaled by the intensity.
+vec3 crease(vec3 p, float f, float free, float strength, float direction)
+{
+    float alpha = alphaAt(p);
+    vec3 pinch = (brush.areaPosition.xyz - p) * f * alpha * 0.1;
+    vec3 push = brush.areaNormal.xyz * direction * Radius * 0.2 * f * strength * alpha;
+    return removeNan((push + pinch) * free) * 2.0;
+}
+
+// The layer's own local shape, rebuilt on the pose before this dab.
+vec3 fix(uint vertex, vec3 p, float f, float strength)
+{
+    bool weighted = useContangent == 1;
+    vec3 detail = offsetPoints[vertex].xyz - offsetCentroid(vertex, weighted);
+    detail = offsetToBackup(vertex, detail);
+    return removeNan(backupCentroid(vertex, weighted) + detail - p) * f * strength;
+}
+
+vec3 flatten(vec3 p, float f, float strength)
+{
+    vec3 n = brush.areaNormal.xyz;
+    vec3 onPlane = p + n * (-dot(n, p - brush.areaPosition.xyz) / dot(n, n));
+    return removeNan((onPlane - p) * f * strength);
+}
+
+vec3 displacement(uint vertex, float f)
+{
+    vec3 p = position[vertex].xyz;
+    float free = 1.0 - mask[vertex];
+    float direction = Control == 1 ? -1.0 : 1.0;
+    float strength = Intensity * Pressure;
+    switch (BrushType) {
+    case CLAY:
+        return clay(p, f, free, strength, direction);
+    case MOVE:
+        return removeNan(MoveVector * f * Intensity * free);
+    case STANDARD:
+        return removeNan(brush.areaNormal.xyz * direction * strength * Radius * 0.1 * f * free);
+    case CREASE:
+        return crease(p, f, free, strength, direction);
+    case INFLATE:
+        return removeNan(normal[vertex].xyz * free * strength * f * direction * Radius * 0.2);
+    case FIX:
+        return fix(vertex, p, f, strength);
+    case FLATTEN:
+        return flatten(p, f, strength);
+    case SMOOTH:
+        // Deliberately neither pressure nor mask nor cleaning: a vertex without neighbours breaks.
+        return (backupCentroid(vertex, false) - p) * f * Intensity;
+    }
+    return vec3(0.0);
+}
+
+// Moves the layer's sculpted pose along, so that what was erased stays erased.
+void erase(uint vertex, float f)
+{
+    vec4 d = removeNan((backupPoints[vertex] - offsetPoints[vertex]) * f * Intensity * Pressure);
+    offsetPoints[vertex] += d;
+    position[vertex] += d;
+    deltas[vertex] += d;
+}
+
+// The intensity is the ceiling of what is painted, and the rate of what Control takes away.
+void paintMask(uint vertex, float f)
+{
+    float old = mask[vertex];
+    float value = Control == 1 ? max(old - f * Intensity, 0.0) : min(old + f, Intensity);
+    mask[vertex] = old + (value - old) * f;
+}
+
+// The whole ring: unlike the centroid's, this mean has no cap.
+void smoothMask(uint vertex, float f)
+{
+    uint begin = ringBegin(vertex);
+    uint end = ringEnd(vertex);
+    float mean = 0.0;
+    for (uint entry = begin; entry < end; ++entry)
+        mean += mask[ringVertices[entry]];
+    if (end > begin)
+        mean /= float(end - begin);
+    float old = mask[vertex];
+    mask[vertex] = clamp(old + (mean - old) * f * Intensity, 0.0, 1.0);
+}
+
+void main()
+{
+    uint vertex = gl_GlobalInvocationID.x;
+    if (vertex >= vertexCount() || brush.hitTriangle == -1)
+        return;
+    float f = falloff[vertex];
+    if (f < 0.0001)
+        return;
+    if (BrushType == MASK)
+        paintMask(vertex, f);
+    else if (BrushType == MASK_SMOOTH)
+        smoothMask(vertex, f);
+    else if (BrushType == ERASE)
+        erase(vertex, f);
+    else {
+        vec4 d = vec4(displacement(vertex, f), 0.0);
+        position[vertex] += d;
+        deltas[vertex] += d;
+    }
+    // A drag of the move brush keeps the weights of its press.
+    if (BrushType != MOVE)
+        falloff[vertex] = 0.0;
+}

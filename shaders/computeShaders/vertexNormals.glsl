@@ -1,0 +1,27 @@
+#version 430 core
+layout(local_size_x = 1024) in;
+#define USES_POSITION
+#define USES_NORMAL
+#define USES_RING
+#include "common/buffers.glsl"
+#include "common/numbers.glsl"
+#include "common/ring.glsl"
+
+// Every fan triangle counts equally, whatever its area or angle. One without a normal (on a straight
+// border, or collapsed) adds nothing.
+void main()
+{
+    uint vertex = gl_GlobalInvocationID.x;
+    if (vertex >= vertexCount())
+        return;
+    uint begin = ringBegin(vertex);
+    uint end = ringEnd(vertex);
+    vec3 p = position[vertex].xyz;
+    vec3 sum = vec3(0.0);
+    for (uint entry = begin; entry < end; ++entry) {
+        vec3 x = normalize(position[ringPrevious(begin, end, entry)].xyz - p);
+        vec3 y = normalize(position[ringVertices[entry]].xyz - p);
+        sum += removeNan(normalize(cross(y, x)));
+    }
+    normal[vertex] = vec4(removeNan(normalize(sum)), 0.0);
+}

@@ -1,0 +1,51 @@
+#pragma once
+
+#include <QOffscreenSurface>
+#include <QOpenGLContext>
+#include <QOpenGLFunctions_4_3_Core>
+#include <QSurfaceFormat>
+#include <QtTest>
+
+/// An offscreen OpenGL 4.3 core context, current once made. Further fixtures made while one lives
+/// may share its objects. Make it before the objects of a test, so that it outlives them.
+class GLFixture {
+public:
+    explicit GLFixture(GLFixture *sharedWith = nullptr)
+    {
+        QSurfaceFormat format;
+        format.setVersion(4, 3);
+        format.setProfile(QSurfaceFormat::CoreProfile);
+        format.setOption(QSurfaceFormat::DebugContext);
+        m_surface.setFormat(format);
+        m_surface.create();
+        m_context.setFormat(format);
+        if (sharedWith)
+            m_context.setShareContext(&sharedWith->m_context);
+        m_valid = m_context.create() && makeCurrent() && m_functions.initializeOpenGLFunctions();
+        if (m_valid) {
+            m_functions.glGenVertexArrays(1, &m_vertexArray);
+            m_functions.glBindVertexArray(m_vertexArray); // a core profile draws nothing without
+        }
+    }
+
+    bool valid() const { return m_valid; }
+    bool makeCurrent() { return m_context.makeCurrent(&m_surface); }
+    void doneCurrent() { m_context.doneCurrent(); }
+    QOpenGLFunctions_4_3_Core &gl() { return m_functions; }
+
+private:
+    QOffscreenSurface m_surface;
+    QOpenGLContext m_context;
+    QOpenGLFunctions_4_3_Core m_functions;
+    GLuint m_vertexArray = 0;
+    bool m_valid = false;
+};
+
+/// At the head of initTestCase(): without a context the test skips, or fails where one is required.
+#ifdef REQUIRE_GL
+#define SKIP_WITHOUT_GL(fixture) QVERIFY2((fixture).valid(), "no OpenGL 4.3 context")
+#else
+#define SKIP_WITHOUT_GL(fixture)                                                                   \
+    if (!(fixture).valid())                                                                        \
+    QSKIP("no OpenGL 4.3 context")
+#endif
