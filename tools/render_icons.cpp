@@ -1,0 +1,55 @@
+// Draws the pictures in resources/Resources from the drawings in resources/svg:
+//   render_icons SVG_FOLDER PNG_FOLDER
+// It needs Qt's SVG image plugin; the program does not, because the pictures are kept with it.
+#include <QDir>
+#include <QGuiApplication>
+#include <QImageReader>
+
+#include <cstdio>
+
+namespace {
+
+struct Picture {
+    const char *name;
+    int size; ///< pixels along each side
+};
+
+// The brushes have twice their size on the shelf, so that a screen of double density is sharp and
+// one of single density takes exactly every second pixel's mean.
+constexpr Picture kPictures[] = {
+    { "CLAY", 80 },    { "MOVE", 80 },       { "DEFAULT", 80 },     { "CREASE", 80 },
+    { "INFLATE", 80 }, { "CLONE", 80 },      { "FLATTEN", 80 },     { "ERASE", 80 },
+    { "MASK", 80 },    { "cameraIcon", 32 }, { "branch-open", 15 }, { "branch-closed", 15 },
+    { "check", 11 },   { "spin-up", 9 },     { "spin-down", 9 },    { "plexmold", 256 },
+};
+
+bool render(const QDir &drawings, const QDir &pictures, const Picture &picture)
+{
+    const QString name = QLatin1String(picture.name);
+    QImageReader reader(drawings.filePath(name + QStringLiteral(".svg")));
+    reader.setScaledSize(QSize(picture.size, picture.size));
+    const QImage image = reader.read();
+    if (image.isNull()) {
+        std::fprintf(stderr, "%s: %s\n", picture.name, qPrintable(reader.errorString()));
+        return false;
+    }
+    return image.save(pictures.filePath(name + QStringLiteral(".png")));
+}
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+    const QGuiApplication app(argc, argv);
+    if (argc != 3) {
+        std::fprintf(stderr, "usage: render_icons SVG_FOLDER PNG_FOLDER\n");
+        return 2;
+    }
+    const QDir drawings(QString::fromLocal8Bit(argv[1]));
+    const QDir pictures(QString::fromLocal8Bit(argv[2]));
+    bool complete = true;
+    for (const Picture &picture : kPictures)
+        complete = render(drawings, pictures, picture) && complete;
+    return complete ? 0 : 1;
+}
