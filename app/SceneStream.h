@@ -1,0 +1,45 @@
+#pragma once
+
+#include "layers/LayerData.h"
+
+#include <QString>
+
+#include <memory>
+#include <vector>
+
+class QDataStream;
+
+/// What a scene file holds: a big-endian QDataStream of plain values, without magic number, version
+/// or checksum. Integers take 4 bytes, bools 1, every float or double 8, strings the stream's form.
+///
+///     archive path (string), layer count, then for each layer, bottom of the stack first:
+///     counts of basePoints, offsetPoints, mask, keys
+///     basePoints x y z …, offsetPoints x y z …, mask …, keys (time, value, flag) …
+///     name, type, intensity, reserved (integer), selected, tangent,
+///     iterations, cloneIterations, damping, stiffness, asMuscle
+///
+/// Of points, w is not stored and reads as 1. A key's time is written as a double and deliberately
+/// read back through a float: that is the format as artists' files have it.
+struct SceneContent {
+    QString alembicPath; ///< "untitled" without an archive, null from a file that holds nothing
+    std::vector<std::unique_ptr<LayerData>> layers;
+};
+
+/// One record, with the debug line that tells its damping. The stream keeps its default byte order
+/// and float precision.
+void writeLayerRecord(QDataStream &stream, const LayerData &layer);
+
+/// Fills `layer` from one record, with the debug line that tells its damping. A record that ends
+/// early is completed with zeros, in every field. A count that is negative, or too large for what
+/// is left of the device, ends the record there: no array is longer than the device could fill.
+void readLayerRecord(QDataStream &stream, LayerData &layer);
+
+/// Replaces the file only when the new scene is complete and on disk; otherwise the old one stays,
+/// one debug line says why, and false returns. The debug line "file saved" ends every call,
+/// deliberately also one that failed.
+bool writeScene(const QString &path, const QString &alembicPath,
+                const std::vector<const LayerData *> &layers);
+
+/// Every layer that the file holds at least a part of. Empty, with a debug line, when the file
+/// cannot be opened.
+SceneContent readScene(const QString &path);
