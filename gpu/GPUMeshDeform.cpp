@@ -1,0 +1,143 @@
+#include "gpu/GPUMesh.h"
+
+#include "gpu/Log.h"
+#include "gpu/ProgramScope.h"
+
+#include <algorithm>
+
+namespace {
+// A field takes any number of iterations and a damaged scene file may hold any; two thousand
+// million passes would hold the window for days. No shape still changes visibly by then.
+constexpr int kMaxPasses = 4096;
+constexpr int kClothCloneIterations = 5;
+
+int passCount(int asked)
+{
+    if (asked > kMaxPasses)
+        qCDebug(lcGpu).noquote() << "too many iterations:" << asked << "running" << kMaxPasses;
+    return std::clamp(asked, 0, kMaxPasses);
+}
+} // namespace
+
+void GPUMesh::updateNormals()
+{
+    if (!initialize())
+        return;
+    ProgramScope kernel(program(Program::VertexNormals));
+    dispatchItems(m_vertexCount);
+}
+
+void GPUMesh::addDeltas(bool tangent, float intensity, int cloneIterations, float cloneIntensity)
+{
+    if (!initialize())
+        return;
+    copyBuffer(Semantic::kPosition, Semantic::kBackupPoints);
+    {
+        ProgramScope kernel(program(Program::AddDeltas));
+        kernel.set("intensity", intensity);
+        kernel.set("tangent", int(tangent));
+        dispatchItems(m_vertexCount);
+    }
+    clone(cloneIterations, cloneIntensity, true);
+}
+
+void GPUMesh::clone(int iterations, float intensity, bool tangent)
+{
+    if (!initialize())
+        return;
+    ProgramScope kernel(program(Program::Clone));
+    kernel.set("intensity", intensity);
+    kernel.set("tangent", int(tangent));
+    for (int pass = passCount(iterations); pass > 0; --pass) {
+        copyBuffer(Semantic::kPosition, Semantic::kBackupPoints);
+        dispatchItems(m_vertexCount);
+    }
+}
+
+void GPUMesh::relax(int iterations, float intensity, bool useMask, bool cotangent)
+{
+    if (!initialize())
+        return;
+    ProgramScope kernel(program(Program::Relax));
+    kernel.set("Intensity", intensity);
+    kernel.set("UseMask", int(useMask));
+    kernel.set("Cotangent", int(cotangent));
+    for (int pass = passCount(iterations); pass > 0; --pass) {
+        copyBuffer(Semantic::kPosition, Semantic::kBackupPoints);
+        dispatchItems(m_vertexCount);
+    }
+}
+
+void GPUMesh::mush(int iterations, int cloneIterations, float envelope,
+                   const PointArray &basePoints, const PointArray &offsetPoints)
+{
+    const auto count = size_t(m_vertexCount);
+    if (iterations <= 0 || basePoints.size() != count || offsetPoints.size() != count ||
+        !initialize())
+        return;
+    copyBuffer(Semantic::kPosition, Semantic::kDeltas); // the pose before
+    relax(iterations, 1.0f, false, false);
+    copyBuffer(Semantic::kPosition, Semantic::kNormal); // the smoothed pose
+    copyBuffer(Semantic::kDeltas, Semantic::kPosition);
+    upload(Semantic::kBasePoints, basePoints);
+    upload(Semantic::kOffsetPoints, offsetPoints);
+    {
+        ProgramScope kernel(program(Program::Mush));
+        kernel.set("intensity", 1.0f);
+        dispatchItems(m_vertexCount);
+    }
+    clone(cloneIterations, 1.0f, true);
+    if (envelope < 1.0f) {
+        copyBuffer(Semantic::kPosition, Semantic::kOffsetPoints);
+        copyBuffer(Semantic::kDeltas, Semantic::kBasePoints);
+        copyBuffer(Semantic::kDeltas, Semantic::kPosition);
+        addDeltas(false, envelope, 0, 0.0f);
+    }
+}
+
+void GPUMesh::jiggle(float intensity, float damping, float stiffness, float asMuscle,
+                     int cloneIterations)
+{
+    if (!initialize())
+        return;
+    {
+        ProgramScope kernel(program(Program::Jiggle));
+        kernel.set("intensity", intensity);
+        kernel.set("damping", damping);
+        kernel.set("stiffness", stiffness);
+        kernel.set("asMuscle", asMuscle);
+        dispatchItems(m_vertexCount);
+    }
+    clone(cloneIterations, 1.0f, false);
+}
+
+void GPUMesh::cloth(int steps, float intensity)
+{
+    if (steps <= 0 || !initialize())
+        return;
+    if (int(m_restPoints.size()) != m_vertexCount) {
+        qCDebug(lcGpu).noquote() << "the rest pose does not fit the mesh, cloth is not run";
+        return;
+    }
+    copyBuffer(Semantic::kPosition, Semantic::kDeltas); // the pose before
+    upload(Semantic::kBackupPoints, m_restPoints);
+    copyBuffer(Semantic::kPosition, Semantic::kNormal); // the second position buffer
+    fillZero(Semantic::kBasePoints); // both velocities start at rest
+    fillZero(Semantic::kOffsetPoints);
+    {
+        ProgramScope kernel(program(Program::Cloth));
+        kernel.set("intensity", 1.0f);
+        kernel.set("particleMass", 0.05f);
+        kernel.set("springK", 400.0f);
+        kernel.set("deltaT", 0.005f);
+        kernel.set("dampingConst", 1.0f);
+        for (int step = 0, count = passCount(steps); step < count; ++step) {
+            kernel.set("pass", step % 2);
+            dispatchItems(m_vertexCount);
+        }
+    }
+    // After an odd number of steps the last one lies in "normal" and stays unused, deliberately.
+    copyBuffer(Semantic::kPosition, Semantic::kOffsetPoints);
+    copyBuffer(Semantic::kDeltas, Semantic::kPosition);
+    clone(kClothCloneIterations, intensity, false);
+}

@@ -1,0 +1,40 @@
+#version 430 core
+layout(local_size_x = 1024) in;
+#define USES_POSITION
+#define USES_NORMAL
+#define USES_MASK
+#define USES_DELTAS
+#define USES_BASE
+#include "common/buffers.glsl"
+
+uniform float damping;
+uniform float stiffness;
+uniform float asMuscle;
+uniform float intensity;
+
+// A spring from where a point was to where the animation has it now. "deltas" holds the simulation's
+// current points and "basePoints" the previous ones; both go on to the next frame.
+void main()
+{
+    uint vertex = gl_GlobalInvocationID.x;
+    if (vertex >= position.length())
+        return;
+    float weight = mask[vertex] * intensity;
+    if (!(weight > 0.0))
+        return;
+
+    vec3 goal = position[vertex].xyz;
+    vec3 current = deltas[vertex].xyz;
+    vec3 velocity = (current - basePoints[vertex].xyz) * (1.0 - damping);
+    vec3 swung = current + velocity;
+    swung += (goal - swung) * stiffness;
+
+    float alongNormal = 1.0 - asMuscle;
+    if (alongNormal < 1.0) {
+        vec3 n = normal[vertex].xyz;
+        swung -= n * dot(swung - goal, n) * (1.0 - alongNormal);
+    }
+    position[vertex] += vec4((swung - goal) * weight, 0.0);
+    basePoints[vertex] = deltas[vertex];
+    deltas[vertex] = position[vertex];
+}
