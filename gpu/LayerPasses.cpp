@@ -1,0 +1,126 @@
+#include "gpu/LayerPasses.h"
+
+#include "gpu/GPUMesh.h"
+#include "gpu/Log.h"
+#include "layers/LayerData.h"
+
+#include <cmath>
+
+namespace {
+bool hasPointsFor(const LayerData &layer, const GPUMesh &mesh)
+{
+    const auto count = size_t(mesh.vertexCount());
+    return layer.basePoints().size() == count && layer.offsetPoints().size() == count;
+}
+
+QString passedOver(const LayerData &layer, const QString &reason)
+{
+    return QStringLiteral("layer %1 is passed over, %2").arg(layer.name(), reason);
+}
+
+/// False, with a debug line, for a layer that cannot be applied to this mesh.
+bool canApply(const LayerData &layer, float weight, const GPUMesh &mesh)
+{
+    QString reason;
+    if (!std::isfinite(weight)) // out of a damaged scene file; it would take the whole mesh away
+        reason = QStringLiteral("its weight is not a number");
+    else if (layerKindName(layer.kind()).isEmpty())
+        reason = QStringLiteral("unknown kind %1").arg(int(layer.kind()));
+    else if ((layer.kind() == LayerKind::Sculpt || layer.kind() == LayerKind::Mush) &&
+             !hasPointsFor(layer, mesh))
+        reason = QStringLiteral("its points do not fit the mesh");
+    if (!reason.isEmpty())
+        qCDebug(lcGpu).noquote() << passedOver(layer, reason);
+    return reason.isEmpty();
+}
+
+void uploadMask(GPUMesh &mesh, const std::vector<float> &mask)
+{
+    if (int(mask.size()) != mesh.vertexCount())
+        mesh.fillZero(Semantic::kMask);
+    else
+        mesh.upload(Semantic::kMask, mask);
+}
+
+void applySculpt(GPUMesh &mesh, const LayerData &layer, float weight)
+{
+    mesh.upload(Semantic::kBasePoints, layer.basePoints());
+    mesh.upload(Semantic::kOffsetPoints, layer.offsetPoints());
+    // A layer turned inside out has no shape to force, so cloning never gets a negative intensity.
+    mesh.addDeltas(layer.tangent(), weight, layer.cloneIterations(), std::max(weight, 0.0f));
+}
+
+void restartJiggle(GPUMesh &mesh, LayerData &layer)
+{
+    PointArray start = mesh.readBack<QVector4D>(Semantic::kPosition);
+    mesh.copyBuffer(Semantic::kPosition, Semantic::kBasePoints);
+    mesh.copyBuffer(Semantic::kPosition, Semantic::kDeltas);
+    layer.setBasePoints(start);
+    layer.setOffsetPoints(std::move(start));
+}
+
+void applyJiggle(GPUMesh &mesh, LayerData &layer, float weight, const PlayState &play)
+{
+    if (play.atStartFrame || !hasPointsFor(layer, mesh)) {
+        restartJiggle(mesh, layer);
+    } else {
+        mesh.upload(Semantic::kBasePoints, layer.basePoints());
+        mesh.upload(Semantic::kDeltas, layer.offsetPoints());
+    }
+    if (layer.asMuscle() > 0.0f)
+        mesh.updateNormals();
+    // The shape whose integrity is kept is the one that comes in; without this the clone would take
+    // whatever an earlier layer left there, and playing twice could give two results.
+    if (layer.cloneIterations() > 0)
+        mesh.copyBuffer(Semantic::kPosition, Semantic::kOffsetPoints);
+    mesh.jiggle(weight, layer.damping(), layer.stiffness(), layer.asMuscle(),
+                layer.cloneIterations());
+    layer.setBasePoints(mesh.readBack<QVector4D>(Semantic::kBasePoints));
+    layer.setOffsetPoints(mesh.readBack<QVector4D>(Semantic::kDeltas));
+}
+} // namespace
+
+void applyLayer(GPUMesh &mesh, LayerData &layer, float weight, const PlayState &play)
+{
+    // Exactly zero, deliberately: a tolerance would make a slowly fading layer jump.
+    if (weight == 0.0f || !canApply(layer, weight, mesh))
+        return;
+    if (layer.kind() == LayerKind::Jiggle && !play.playing)
+        return;
+
+    uploadMask(mesh, layer.mask());
+    switch (layer.kind()) {
+    case LayerKind::Sculpt:
+        return applySculpt(mesh, layer, weight);
+    case LayerKind::Mush:
+        return mesh.mush(layer.iterations(), layer.cloneIterations(), weight, layer.basePoints(),
+                         layer.offsetPoints());
+    case LayerKind::Relax:
+        return mesh.relax(layer.iterations(), weight, true, layer.tangent());
+    case LayerKind::Jiggle:
+        return applyJiggle(mesh, layer, weight, play);
+    case LayerKind::Cloth:
+        return mesh.cloth(layer.iterations(), weight);
+    }
+}
+
+void showMask(GPUMesh &mesh, const LayerData *layer)
+{
+    uploadMask(mesh, layer ? layer->mask() : std::vector<float>());
+}
+
+void rebuildMushBase(GPUMesh &mesh, LayerData &layer)
+{
+    if (int(layer.offsetPoints().size()) != mesh.vertexCount()) {
+        qCDebug(lcGpu).noquote() << passedOver(layer,
+                                               QStringLiteral("its points do not fit the mesh"));
+        return;
+    }
+    mesh.copyBuffer(Semantic::kPosition, Semantic::kNormal);
+    mesh.upload(Semantic::kPosition, layer.offsetPoints());
+    mesh.relax(layer.iterations(), 1.0f, false, false);
+    PointArray relaxed = mesh.readBack<QVector4D>(Semantic::kPosition);
+    mesh.copyBuffer(Semantic::kNormal, Semantic::kPosition);
+    if (relaxed.size() == layer.offsetPoints().size()) // not so without OpenGL 4.3
+        layer.setBasePoints(std::move(relaxed));
+}
