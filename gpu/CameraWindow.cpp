@@ -1,0 +1,202 @@
+#include "gpu/CameraWindow.h"
+
+#include "alembic/AlembicFile.h"
+#include "app/Global.h"
+#include "gpu/ImagePlane.h"
+#include "timeline/Timeline.h"
+#include "viewport/Lens.h"
+#include "viewport/Viewport.h"
+#include "widgets/FloatFieldGrp.h"
+
+#include <QFileDialog>
+#include <QGroupBox>
+#include <QHBoxLayout>
+#include <QLineEdit>
+#include <QMenuBar>
+#include <QVBoxLayout>
+
+namespace {
+
+constexpr float kDefaultFieldOfView = 45.0f;
+constexpr int kFieldWidth = 70; // pixels; six digits and a sign
+constexpr int kColumnWidth = 190;
+constexpr double kLargest = 1e6; // of what the widened fields take
+
+FloatFieldGrp *createField(const char *label, double minimum, double maximum)
+{
+    auto *field = new FloatFieldGrp(QString::fromLatin1(label));
+    field->setRange(minimum, maximum, 4);
+    field->field()->setFixedWidth(kFieldWidth);
+    field->setStretch(0, 1);
+    return field;
+}
+
+QGroupBox *createGroup(const QString &title, const std::initializer_list<FloatFieldGrp *> &rows)
+{
+    auto *group = new QGroupBox(title);
+    auto *layout = new QVBoxLayout(group);
+    for (FloatFieldGrp *row : rows)
+        layout->addLayout(row);
+    return group;
+}
+
+void redraw() { Global::evaluateLayers(false); }
+
+}
+
+CameraWindow::CameraWindow()
+    : m_fieldOfView(createField("Fov:", 0.0, 180.0))
+    , m_scaleX(createField("Scale X:", -kLargest, kLargest))
+    , m_scaleY(createField("Scale Y:", -kLargest, kLargest))
+    , m_offsetX(createField("Offset X:", -kLargest, kLargest))
+    , m_offsetY(createField("Offset Y:", -kLargest, kLargest))
+    , m_depth(createField("Depth:", 0.0, kLargest))
+    , m_opacity(createField("Opacity:", 0.0, 1.0))
+    , m_path(new QLineEdit)
+{
+    setWindowTitle(QStringLiteral("Camera"));
+    setAttribute(Qt::WA_QuitOnClose, false); // the program ends with its main window
+    auto *column = new QVBoxLayout;
+    for (QGroupBox *group : { createCameraGroup(), createPlateGroup(), createSequenceGroup() }) {
+        group->setFixedWidth(kColumnWidth);
+        column->addWidget(group);
+    }
+    column->addStretch();
+    auto *layout = new QHBoxLayout(this);
+    layout->addWidget(Global::auxViewport(), 1);
+    layout->addLayout(column);
+    createMenu();
+    connectFields();
+    showDefaults();
+    resize(960, 600);
+}
+
+void CameraWindow::createMenu()
+{
+    auto *bar = new QMenuBar;
+    QMenu *file = bar->addMenu(QStringLiteral("&File"));
+    const QAction *import = file->addAction(QStringLiteral("&Import Sequence"));
+    connect(import, &QAction::triggered, this, &CameraWindow::importImageSequence);
+    layout()->setMenuBar(bar);
+}
+
+QGroupBox *CameraWindow::createCameraGroup()
+{
+    return createGroup(QStringLiteral("Camera"), { m_fieldOfView });
+}
+
+QGroupBox *CameraWindow::createPlateGroup()
+{
+    return createGroup(QStringLiteral("Image Plane"),
+                       { m_scaleX, m_scaleY, m_offsetX, m_offsetY, m_depth, m_opacity });
+}
+
+QGroupBox *CameraWindow::createSequenceGroup()
+{
+    QGroupBox *group = createGroup(QStringLiteral("Image Sequence"), {});
+    group->layout()->addWidget(m_path);
+    return group;
+}
+
+void CameraWindow::connectFields()
+{
+    connect(m_fieldOfView, &FloatFieldGrp::valueChanged, this, &CameraWindow::setFieldOfView);
+    connect(m_scaleX, &FloatFieldGrp::valueChanged, this, &CameraWindow::setScaleX);
+    connect(m_scaleY, &FloatFieldGrp::valueChanged, this, &CameraWindow::setScaleY);
+    connect(m_offsetX, &FloatFieldGrp::valueChanged, this, &CameraWindow::setOffsetX);
+    connect(m_offsetY, &FloatFieldGrp::valueChanged, this, &CameraWindow::setOffsetY);
+    connect(m_depth, &FloatFieldGrp::valueChanged, this, &CameraWindow::setDepth);
+    connect(m_opacity, &FloatFieldGrp::valueChanged, this, &CameraWindow::setOpacity);
+    connect(m_path, &QLineEdit::returnPressed, this, &CameraWindow::updateImageSequence);
+    connect(Global::auxViewport(), &Viewport::cameraChosen, this, &CameraWindow::matchLens);
+}
+
+void CameraWindow::showDefaults()
+{
+    const PlateSettings plate;
+    m_fieldOfView->setValue(kDefaultFieldOfView);
+    m_scaleX->setValue(plate.scaleX);
+    m_scaleY->setValue(plate.scaleY);
+    m_offsetX->setValue(plate.offsetX);
+    m_offsetY->setValue(plate.offsetY);
+    m_depth->setValue(plate.depth);
+    m_opacity->setValue(plate.opacity);
+    m_path->clear();
+}
+
+void CameraWindow::reset()
+{
+    Global::imagePlane()->setSequence({});
+    Global::auxViewport()->camera().resetPicture();
+    Global::auxViewport()->setCameraName(OrbitCamera().name());
+    showDefaults();
+}
+
+void CameraWindow::setFieldOfView(float degrees)
+{
+    Global::auxViewport()->camera().setFieldOfView(degrees);
+    redraw();
+}
+
+void CameraWindow::setScaleX(float scale)
+{
+    Global::imagePlane()->settings().scaleX = scale;
+    redraw();
+}
+
+void CameraWindow::setScaleY(float scale)
+{
+    Global::imagePlane()->settings().scaleY = scale;
+    redraw();
+}
+
+void CameraWindow::setOffsetX(float offset)
+{
+    Global::imagePlane()->settings().offsetX = offset;
+    redraw();
+}
+
+void CameraWindow::setOffsetY(float offset)
+{
+    Global::imagePlane()->settings().offsetY = offset;
+    redraw();
+}
+
+void CameraWindow::setDepth(float depth)
+{
+    Global::imagePlane()->settings().depth = depth;
+    redraw();
+}
+
+void CameraWindow::setOpacity(float opacity)
+{
+    Global::imagePlane()->settings().opacity = opacity;
+    redraw();
+}
+
+void CameraWindow::importImageSequence()
+{
+    const QString path =
+        QFileDialog::getOpenFileName(this, QStringLiteral("load file"), QStringLiteral("/home"),
+                                     QStringLiteral("Images (*.png *.exe *.jpg)"));
+    if (!path.isEmpty())
+        m_path->setText(path);
+}
+
+void CameraWindow::updateImageSequence()
+{
+    Global::imagePlane()->setSequence(
+        scanImageSequence(m_path->text(), Global::timeline()->minFrame()));
+    redraw();
+}
+
+// The view then shows what the camera's lens shows, until the artist changes the field.
+void CameraWindow::matchLens(const QString &cameraName)
+{
+    const Timeline *timeline = Global::timeline();
+    const double seconds = double(timeline->currentFrame()) / timeline->framesPerSecond();
+    CameraRecord camera;
+    if (!Global::auxViewport()->camera().isFree() && Global::alembic()->isValid() &&
+        Global::alembic()->readCamera(camera, seconds, cameraName))
+        m_fieldOfView->setValue(verticalFieldOfView(camera));
+}

@@ -1,0 +1,129 @@
+#include "gpu/ImagePlane.h"
+
+#include "gpu/Log.h"
+
+#include <QFileInfo>
+#include <QImageReader>
+#include <QOpenGLContext>
+#include <QOpenGLShaderProgram>
+#include <QOpenGLTexture>
+
+#include <algorithm>
+
+namespace {
+
+constexpr size_t kKeptImages = 8;
+constexpr int kCornerCount = 6; // two triangles, placed by the vertex stage
+constexpr float kCentimetresPerInch = 2.54f;
+
+}
+
+ImagePlane::ImagePlane() = default;
+ImagePlane::~ImagePlane() = default;
+
+bool ImagePlane::initialize()
+{
+    if (m_initialized || m_failed)
+        return m_initialized;
+    m_failed = true;
+    if (!QOpenGLContext::currentContext() || !initializeOpenGLFunctions()) {
+        qCDebug(lcGpu).noquote() << "failed to initialize OpenGL functions for GPUMesh";
+        return false;
+    }
+    if (!buildProgram())
+        return false;
+    qCDebug(lcGpu).noquote() << "opengl initialized for image plane";
+    m_failed = false;
+    m_initialized = true;
+    return true;
+}
+
+bool ImagePlane::buildProgram()
+{
+    const QString stem = QStringLiteral(":/drawShaders/DrawShaders/imgPlane_");
+    m_program = std::make_unique<QOpenGLShaderProgram>();
+    return m_program->addShaderFromSourceFile(QOpenGLShader::Vertex,
+                                              stem + QStringLiteral("vertex.glsl")) &&
+        m_program->addShaderFromSourceFile(QOpenGLShader::Fragment,
+                                           stem + QStringLiteral("fragment.glsl")) &&
+        m_program->link();
+}
+
+void ImagePlane::draw(int frame, const CameraRecord &camera, const QMatrix4x4 &modelView,
+                      const QMatrix4x4 &projection)
+{
+    const auto entry = m_sequence.find(frame);
+    if (!m_initialized || entry == m_sequence.end())
+        return;
+    QOpenGLTexture *texture = textureFor(entry->second);
+    if (!texture)
+        return;
+    m_program->bind();
+    texture->bind(0);
+    glDepthMask(GL_FALSE);
+    glEnable(GL_BLEND);
+    glBlendFunc(GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA);
+    setUniforms(camera, modelView, projection);
+    glDrawArrays(GL_TRIANGLES, 0, kCornerCount);
+    glDisable(GL_BLEND);
+    glDepthMask(GL_TRUE);
+    texture->release(0);
+    m_program->release();
+}
+
+void ImagePlane::setUniforms(const CameraRecord &camera, const QMatrix4x4 &modelView,
+                             const QMatrix4x4 &projection)
+{
+    m_program->setUniformValue("CameraMatrix", camera.matrix);
+    m_program->setUniformValue("ModelView", modelView);
+    m_program->setUniformValue("Projection", projection);
+    // The archive's centimetres as inches: the vertex stage counts the focal length in inches.
+    m_program->setUniformValue("HorizontalFilmAperture",
+                               camera.horizontalAperture / kCentimetresPerInch);
+    m_program->setUniformValue("VerticalFilmAperture",
+                               camera.verticalAperture / kCentimetresPerInch);
+    m_program->setUniformValue("FocalLength", camera.focalLength);
+    m_program->setUniformValue("ScaleX", m_settings.scaleX);
+    m_program->setUniformValue("ScaleY", m_settings.scaleY);
+    m_program->setUniformValue("OffsetX", m_settings.offsetX);
+    m_program->setUniformValue("OffsetY", m_settings.offsetY);
+    m_program->setUniformValue("Depth", m_settings.depth);
+    m_program->setUniformValue("Opacity", m_settings.opacity);
+    m_program->setUniformValue("imageTex", 0);
+}
+
+QOpenGLTexture *ImagePlane::textureFor(const QString &path)
+{
+    const QDateTime modified = QFileInfo(path).lastModified();
+    const auto kept = std::find_if(m_images.begin(), m_images.end(),
+                                   [&path](const Image &image) { return image.path == path; });
+    if (kept != m_images.end() && kept->modified == modified) {
+        m_images.splice(m_images.begin(), m_images, kept);
+        return kept->texture.get();
+    }
+    if (kept != m_images.end())
+        m_images.erase(kept);
+    m_images.push_front(loadImage(path, modified));
+    if (m_images.size() > kKeptImages)
+        m_images.pop_back();
+    return m_images.front().texture.get();
+}
+
+ImagePlane::Image ImagePlane::loadImage(const QString &path, const QDateTime &modified)
+{
+    // The size is what the file claims: nothing larger than a texture can be is decoded at all.
+    GLint largest = 0;
+    glGetIntegerv(GL_MAX_TEXTURE_SIZE, &largest);
+    QImageReader reader(path);
+    const QSize size = reader.size();
+    const QImage image = std::max(size.width(), size.height()) > largest ? QImage() : reader.read();
+    if (image.isNull()) {
+        qCDebug(lcGpu).noquote() << "can't read the image:" << path;
+        return { path, modified, nullptr };
+    }
+    auto texture =
+        std::make_unique<QOpenGLTexture>(image.mirrored(), QOpenGLTexture::DontGenerateMipMaps);
+    texture->setMinMagFilters(QOpenGLTexture::Linear, QOpenGLTexture::Linear);
+    texture->setWrapMode(QOpenGLTexture::ClampToEdge);
+    return { path, modified, std::move(texture) };
+}

@@ -1,0 +1,69 @@
+#pragma once
+
+#include "alembic/CameraRecord.h"
+#include "gpu/ImageSequence.h"
+
+#include <QDateTime>
+#include <QOpenGLFunctions_4_3_Core>
+#include <QString>
+
+#include <list>
+#include <memory>
+
+class QOpenGLShaderProgram;
+class QOpenGLTexture;
+
+/// Where the plate stands before a camera and what of it shows.
+struct PlateSettings {
+    float scaleX = 1.0f; ///< of the texture coordinates about the centre
+    float scaleY = 1.0f;
+    float offsetX = 0.0f; ///< texture widths
+    float offsetY = 0.0f;
+    float depth = 100.0f; ///< world units before the camera
+    float opacity = 1.0f;
+};
+
+/// The plate of an image sequence, as a textured rectangle that fills a scene camera's film back at
+/// a chosen depth. Everything that draws needs a context of the share group current; the caller
+/// binds a vertex array of that context. Writes no depth, so that meshes behind stay visible
+/// through it.
+class ImagePlane : protected QOpenGLFunctions_4_3_Core {
+public:
+    ImagePlane();
+    ~ImagePlane();
+    ImagePlane(const ImagePlane &) = delete;
+    ImagePlane &operator=(const ImagePlane &) = delete;
+
+    /// Once, at the first call; false without OpenGL 4.3.
+    bool initialize();
+    /// Nothing when the sequence has no image for exactly this frame. A file that is no image is
+    /// left out, with one debug line.
+    void draw(int frame, const CameraRecord &camera, const QMatrix4x4 &modelView,
+              const QMatrix4x4 &projection);
+
+    PlateSettings &settings() { return m_settings; }
+    const ImageSequence &sequence() const { return m_sequence; }
+    void setSequence(ImageSequence sequence) { m_sequence = std::move(sequence); }
+    int keptImageCount() const { return int(m_images.size()); }
+
+private:
+    /// One decoded file; the texture is null where the file is no image.
+    struct Image {
+        QString path;
+        QDateTime modified;
+        std::unique_ptr<QOpenGLTexture> texture;
+    };
+
+    bool buildProgram();
+    QOpenGLTexture *textureFor(const QString &path);
+    Image loadImage(const QString &path, const QDateTime &modified);
+    void setUniforms(const CameraRecord &camera, const QMatrix4x4 &modelView,
+                     const QMatrix4x4 &projection);
+
+    bool m_initialized = false;
+    bool m_failed = false;
+    PlateSettings m_settings;
+    ImageSequence m_sequence;
+    std::unique_ptr<QOpenGLShaderProgram> m_program;
+    std::list<Image> m_images; ///< the last one drawn first, bounded in number
+};

@@ -1,0 +1,188 @@
+#include "viewport/Viewport.h"
+
+#include "alembic/AlembicFile.h"
+#include "app/Global.h"
+#include "gpu/GPUMesh.h"
+#include "gpu/ImagePlane.h"
+#include "timeline/Timeline.h"
+#include "viewport/Log.h"
+#include "viewport/MeshScope.h"
+#include "viewport/UIDrawManager.h"
+
+#include <QCursor>
+#include <QOpenGLShaderProgram>
+#include <QOpenGLVertexArrayObject>
+#include <QPixmap>
+#include <QVBoxLayout>
+
+namespace {
+
+// clang-format off
+const char *const kCursorImage[] = {
+    "6 6 3 1", "  c None", ". c #000000", "+ c #FF0000",
+    "......",
+    ".++++.",
+    ".+  +.",
+    ".+  +.",
+    ".++++.",
+    "......",
+};
+// clang-format on
+
+constexpr int kGridVertexCount = 44; // 22 lines, made by the vertex stage from the index alone
+
+QMatrix4x4 mirrorTransform()
+{
+    QMatrix4x4 mirror;
+    mirror(0, 0) = -1;
+    return mirror;
+}
+
+double currentSeconds()
+{
+    const Timeline *timeline = Global::timeline();
+    return timeline ? double(timeline->currentFrame()) / timeline->framesPerSecond() : 0.0;
+}
+
+bool readSceneCamera(CameraRecord &camera, const QString &name)
+{
+    const AlembicFile *archive = Global::alembic();
+    return archive && archive->isValid() && archive->readCamera(camera, currentSeconds(), name);
+}
+
+}
+
+Viewport::Viewport(QWidget *parent, ViewKind kind)
+    : QOpenGLWidget(parent)
+    , m_mirrorTool(mirrorTransform())
+    , m_kind(kind)
+    , m_overlay(new UIDrawManager(this))
+{
+    auto *layout = new QVBoxLayout(this);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->addWidget(m_overlay);
+    setCursor(QCursor(QPixmap(kCursorImage)));
+    setMouseTracking(true);
+    setFocusPolicy(Qt::StrongFocus);
+    setMinimumSize(400, 400);
+    // The application listens to the main view; what is asked for in the other goes the same way.
+    if (Viewport *mainView = Global::viewport()) {
+        connect(this, &Viewport::undoRequested, mainView, &Viewport::undoRequested);
+        connect(this, &Viewport::redoRequested, mainView, &Viewport::redoRequested);
+        connect(this, &Viewport::brushChanged, mainView, &Viewport::brushChanged);
+    }
+}
+
+Viewport::~Viewport()
+{
+    makeCurrent();
+    m_vertexArray.reset();
+    m_gridProgram.reset();
+    doneCurrent();
+}
+
+void Viewport::setCameraName(const QString &name)
+{
+    m_camera.setName(name);
+    emit cameraChosen(name);
+    update();
+}
+
+CameraMatrices Viewport::matrices() const
+{
+    CameraRecord camera;
+    if (m_camera.isFree() || !readSceneCamera(camera, m_camera.name()))
+        return m_camera.matrices();
+    bool invertible = false;
+    const QMatrix4x4 view = camera.matrix.inverted(&invertible);
+    return invertible ? m_camera.matrices(view) : m_camera.matrices();
+}
+
+void Viewport::initializeGL()
+{
+    // Runs again when the view moves to another window, with a new context.
+    m_initialized = false;
+    if (!initializeOpenGLFunctions()) {
+        qCDebug(lcViewport).noquote() << "failed to initialize OpenGL functions";
+        return;
+    }
+    const auto *version = reinterpret_cast<const char *>(glGetString(GL_VERSION));
+    qCDebug(lcViewport).noquote().nospace() << "OpenGL version: " << version;
+    if (!buildGridProgram())
+        return;
+    m_vertexArray = std::make_unique<QOpenGLVertexArrayObject>();
+    m_vertexArray->create();
+    glEnable(GL_DEPTH_TEST);
+    glClearColor(0.4f, 0.4f, 0.4f, 1.0f);
+    glEnable(GL_CULL_FACE);
+    glCullFace(GL_BACK);
+    m_initialized = true;
+}
+
+bool Viewport::buildGridProgram()
+{
+    const QString folder = QStringLiteral(":/drawShaders/DrawShaders/");
+    m_gridProgram = std::make_unique<QOpenGLShaderProgram>();
+    return m_gridProgram->addShaderFromSourceFile(QOpenGLShader::Vertex,
+                                                  folder + QStringLiteral("grid_vertex.glsl")) &&
+        m_gridProgram->addShaderFromSourceFile(QOpenGLShader::Fragment,
+                                               folder + QStringLiteral("grid_fragment.glsl")) &&
+        m_gridProgram->link();
+}
+
+void Viewport::resizeGL(int width, int height)
+{
+    if (!m_initialized)
+        return;
+    m_camera.setSize(width, height);
+    glViewport(0, 0, width, height);
+}
+
+void Viewport::paintGL()
+{
+    if (!m_initialized)
+        return;
+    glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
+    const QOpenGLVertexArrayObject::Binder vertexArray(m_vertexArray.get());
+    const CameraMatrices frame = matrices();
+    drawMesh(frame);
+    drawGrid(frame);
+    drawImagePlane(frame);
+}
+
+void Viewport::drawMesh(const CameraMatrices &matrices)
+{
+    GPUMesh *mesh = Global::mesh();
+    if (!mesh || mesh->vertexCount() == 0)
+        return;
+    const MeshScope scope;
+    if (!scope)
+        return;
+    MeshDrawOptions options;
+    options.modelView = matrices.view;
+    options.projection = matrices.projection;
+    options.normalMatrix = matrices.normal;
+    options.lightDirection = m_lightDirection;
+    options.compareSplit = Global::compareSplit();
+    options.wireframe = m_wireframe;
+    mesh->draw(options);
+}
+
+void Viewport::drawGrid(const CameraMatrices &matrices)
+{
+    m_gridProgram->bind();
+    m_gridProgram->setUniformValue("MVP", matrices.projection * matrices.view);
+    glDrawArrays(GL_LINES, 0, kGridVertexCount);
+    m_gridProgram->release();
+}
+
+void Viewport::drawImagePlane(const CameraMatrices &matrices)
+{
+    ImagePlane *plane = Global::imagePlane();
+    const Timeline *timeline = Global::timeline();
+    CameraRecord camera;
+    if (!plane || !timeline || m_camera.isFree() || !readSceneCamera(camera, m_camera.name()))
+        return;
+    if (plane->initialize())
+        plane->draw(timeline->currentFrame(), camera, matrices.view, matrices.projection);
+}

@@ -1,0 +1,140 @@
+#include "viewport/Viewport.h"
+
+#include "alembic/AlembicFile.h"
+#include "app/Global.h"
+#include "app/MainWindow.h"
+#include "gpu/GPUMesh.h"
+#include "layers/CommandStack.h"
+#include "layers/Layer.h"
+#include "layers/MaskCommand.h"
+#include "layers/SculptCommand.h"
+#include "layers/StrokeBrush.h"
+#include "timeline/Timeline.h"
+#include "viewport/Log.h"
+#include "viewport/MeshScope.h"
+#include "viewport/PixelLine.h"
+
+namespace {
+
+// What the wipe writes over.
+const std::array<QLatin1String, 4> kWipeBuffers { Semantic::kBackupPoints, Semantic::kDeltas,
+                                                  Semantic::kBasePoints, Semantic::kOffsetPoints };
+
+std::unique_ptr<Command> strokeCommand(Layer *layer)
+{
+    GPUMesh &mesh = *Global::mesh();
+    if (paintsMask(BrushType(Global::currentBrush())))
+        return std::make_unique<MaskCommand>(layer, mesh.readBack<float>(Semantic::kMask));
+    return std::make_unique<SculptCommand>(layer, mesh.readBack<QVector4D>(Semantic::kDeltas));
+}
+
+PointArray importedPoints()
+{
+    PointArray points;
+    const Timeline *timeline = Global::timeline();
+    const double seconds = double(timeline->currentFrame()) / timeline->framesPerSecond();
+    Global::alembic()->readPoints(points, seconds);
+    return points;
+}
+
+}
+
+void Viewport::beginStroke(const CameraMatrices &matrices)
+{
+    const MeshScope scope;
+    if (!scope)
+        return;
+    m_mainTool.beginStroke(m_previousPosition, matrices);
+    if (m_mainTool.hit())
+        m_strokeHit = m_mainTool.hitPosition();
+    if (MainWindow::symmetry())
+        m_mirrorTool.beginStroke(m_previousPosition, matrices);
+}
+
+void Viewport::dragStroke(const QPoint &position, const CameraMatrices &matrices)
+{
+    const MeshScope scope;
+    if (!scope)
+        return;
+    std::vector<QPoint> stamps { position };
+    if (Global::currentBrush() != int(BrushType::Move)) {
+        stamps = stampsAlong(pixelLine(m_previousPosition, position), stampSpacing(m_radiusAtPress),
+                             m_lastStamp);
+        m_previousPosition = position;
+    }
+    for (const QPoint &stamp : stamps)
+        applyTools(stamp, matrices);
+    Global::mesh()->updateNormals();
+    if (!stamps.empty())
+        Global::evaluateLayers(false);
+}
+
+void Viewport::applyTools(const QPoint &position, const CameraMatrices &matrices)
+{
+    m_mainTool.applyStroke(position, matrices);
+    if (MainWindow::symmetry())
+        m_mirrorTool.applyStroke(position, matrices);
+}
+
+void Viewport::finishStroke()
+{
+    const MeshScope scope;
+    if (!scope)
+        return;
+    const Layer *strokeLayer = m_mainTool.layer();
+    // Both are asked: each forgets its stroke by it.
+    const bool mainTouched = m_mainTool.strokeTouched();
+    const bool mirrorTouched = m_mirrorTool.strokeTouched();
+    if (!mainTouched && !mirrorTouched)
+        return;
+    Layer *layer = Global::currentLayer();
+    if (!layer) {
+        qCDebug(lcViewport).noquote() << "error applying command, selected layer is null";
+        return;
+    }
+    if (layer != strokeLayer) // the mask shown is another layer's by now
+        return;
+    std::unique_ptr<Command> command = strokeCommand(layer);
+    command->execute();
+    Global::commands()->push(std::move(command));
+}
+
+void Viewport::beginCompare(const QPoint &eventPosition)
+{
+    const MeshScope scope;
+    if (scope && Global::mesh()->vertexCount() > 0)
+        keepImportedPose();
+    splitAt(eventPosition.x());
+}
+
+// "basePoints" and "offsetPoints" take the imported pose and its normals, from which the compare
+// draw shows its right half; "deltas" only holds the corrected normals for a moment.
+void Viewport::keepImportedPose()
+{
+    GPUMesh &mesh = *Global::mesh();
+    const PointArray imported = importedPoints();
+    if (int(imported.size()) != mesh.vertexCount())
+        return;
+    for (size_t i = 0; i < kWipeBuffers.size(); ++i)
+        m_wipeBackup[i] = mesh.readBack<QVector4D>(kWipeBuffers[i]);
+    mesh.copyBuffer(Semantic::kPosition, Semantic::kBackupPoints);
+    mesh.copyBuffer(Semantic::kNormal, Semantic::kDeltas);
+    mesh.upload(Semantic::kPosition, imported);
+    mesh.updateNormals();
+    mesh.copyBuffer(Semantic::kPosition, Semantic::kBasePoints);
+    mesh.copyBuffer(Semantic::kNormal, Semantic::kOffsetPoints);
+    mesh.copyBuffer(Semantic::kBackupPoints, Semantic::kPosition);
+    mesh.copyBuffer(Semantic::kDeltas, Semantic::kNormal);
+}
+
+void Viewport::finishCompare()
+{
+    const MeshScope scope;
+    for (size_t i = 0; i < kWipeBuffers.size(); ++i) {
+        const PointArray kept = std::exchange(m_wipeBackup[i], {});
+        if (scope && !kept.empty())
+            Global::mesh()->upload(kWipeBuffers[i], kept);
+    }
+}
+
+void Viewport::splitAt(int x) { Global::setCompareSplit(float(x) / float(width()) * 2.0f - 1.0f); }
