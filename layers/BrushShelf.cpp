@@ -50,6 +50,7 @@ BrushShelf::BrushShelf()
     layout->setContentsMargins(0, 0, 0, 0);
     layout->setSpacing(0);
     layout->addWidget(tabs);
+    setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Maximum); // height goes to the view below
     showActive(Global::currentBrush());
 }
 

@@ -176,7 +176,7 @@ void Layer::connectFields()
 
 void Layer::refreshWidgets()
 {
-    m_nameLabel->setText(m_data.name());
+    showName();
     fillSilently(m_intensity, m_data.intensity());
     fillSilently(m_iterations, m_data.iterations());
     fillSilently(m_cloneIterations, m_data.cloneIterations());
@@ -274,8 +274,14 @@ void Layer::setName()
                                                m_data.name(), &accepted);
     if (!accepted || name.isEmpty())
         return;
-    m_nameLabel->setText(name);
     m_data.setName(name);
+    showName();
+}
+
+void Layer::showName()
+{
+    m_nameLabel->setText(m_data.name());
+    m_nameLabel->setToolTip(m_data.name().toHtmlEscaped()); // whole, where the panel is too narrow
 }
 
 void Layer::copyMask() { Global::maskClipboard() = m_data.mask(); }

@@ -55,6 +55,7 @@ private:
     QLayout *createHeader();
     void createPanel();
     void connectFields();
+    void showName();
 
     LayerData m_data;
     Icon *m_expandLabel;
