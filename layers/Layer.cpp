@@ -5,6 +5,7 @@
 #include "gpu/LayerPasses.h"
 #include "timeline/Timeline.h"
 #include "viewport/MeshScope.h"
+#include "viewport/Viewport.h"
 #include "widgets/FloatSliderGrp.h"
 #include "widgets/Icon.h"
 #include "widgets/IntFieldGrp.h"
@@ -70,6 +71,13 @@ void repaintTimeline()
 {
     if (Global::timeline())
         Global::timeline()->update();
+}
+
+// A stroke or wipe in flight keeps its state in the buffers that are about to be written.
+void endInteraction()
+{
+    if (Global::viewport())
+        Global::viewport()->endInteraction();
 }
 
 // The box is gone before the layer that it lies over may be deleted.
@@ -196,6 +204,7 @@ void Layer::expandContract()
 
 void Layer::select()
 {
+    endInteraction();
     for (Layer *layer : Global::layers()) {
         layer->m_data.setSelected(false);
         layer->setStyleSheet(unselectedStyle());
@@ -217,6 +226,7 @@ void Layer::setIntensity(float intensity)
 void Layer::setIterations(int iterations)
 {
     m_data.setIterations(iterations);
+    endInteraction();
     if (m_data.kind() == LayerKind::Mush)
         if (const MeshScope scope; scope)
             rebuildMushBase(*Global::mesh(), m_data);
@@ -288,6 +298,7 @@ void Layer::copyMask() { Global::maskClipboard() = m_data.mask(); }
 
 void Layer::pasteMask()
 {
+    endInteraction(); // a mask stroke would write its own values over the pasted ones
     m_data.setMask(Global::maskClipboard());
     select();
 }
