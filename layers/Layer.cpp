@@ -115,9 +115,9 @@ Layer::Layer(LayerKind kind)
     layout->setSpacing(0);
     layout->addLayout(createHeader());
     layout->addWidget(m_settingsPanel);
-    m_settingsPanel->show(); // open even while the layer itself is not on screen yet
     createPanel();
     connectFields();
+    arrangeFields();
     select();
     refreshWidgets();
 }
@@ -144,6 +144,16 @@ QLayout *Layer::createHeader()
 
 void Layer::createPanel()
 {
+    m_settingsPanel->setObjectName(QStringLiteral("settingsPanel"));
+    m_settingsPanel->show(); // open even while the layer itself is not on screen yet
+    auto *shown = new QVBoxLayout(m_settingsPanel);
+    shown->setContentsMargins(kPanelMargin, kPanelMargin, kPanelMargin, kPanelMargin);
+    shown->setSpacing(kPanelMargin);
+    new QVBoxLayout(m_unusedFields.get());
+}
+
+void Layer::arrangeFields()
+{
     const LayerKind kind = m_data.kind();
     const bool sculpt = kind == LayerKind::Sculpt;
     const bool mush = kind == LayerKind::Mush;
@@ -160,13 +170,13 @@ void Layer::createPanel()
         { m_stiffness, jiggle },
         { m_asMuscle, jiggle },
     };
-    m_settingsPanel->setObjectName(QStringLiteral("settingsPanel"));
-    auto *shown = new QVBoxLayout(m_settingsPanel);
-    shown->setContentsMargins(kPanelMargin, kPanelMargin, kPanelMargin, kPanelMargin);
-    shown->setSpacing(kPanelMargin);
-    auto *unused = new QVBoxLayout(m_unusedFields.get());
-    for (const auto &row : rows)
-        (row.shown ? shown : unused)->addLayout(row.field);
+    for (const auto &row : rows) {
+        if (auto *earlier = qobject_cast<QLayout *>(row.field->parent()))
+            earlier->removeItem(row.field);
+        QWidget *panel = row.shown ? m_settingsPanel : m_unusedFields.get();
+        static_cast<QVBoxLayout *>(panel->layout())->addLayout(row.field);
+    }
+    m_shownKind = kind;
     m_iterations->setLabel(iterationsLabel(kind));
     m_cloneIterations->setLabel(cloneIterationsLabel(kind));
 }
@@ -184,6 +194,9 @@ void Layer::connectFields()
 
 void Layer::refreshWidgets()
 {
+    if (m_data.kind() != m_shownKind)
+        arrangeFields();
+    setStyleSheet(m_data.selected() ? selectedStyle() : unselectedStyle());
     showName();
     fillSilently(m_intensity, m_data.intensity());
     fillSilently(m_iterations, m_data.iterations());

@@ -9,7 +9,6 @@
 class FloatSliderGrp;
 class Icon;
 class IntFieldGrp;
-class QVBoxLayout;
 class TickBox;
 
 /// One layer of the stack in the layer panel: its data, and the fields that edit them. The object
@@ -25,8 +24,8 @@ public:
 
     LayerData *data() { return &m_data; }
     const LayerData *data() const { return &m_data; }
-    /// Fills the fields from the data. Changes no data and evaluates nothing, even where a field
-    /// cannot show a value exactly.
+    /// Shows what the data hold, the kind's fields and the selection included. Changes no data and
+    /// evaluates nothing, even where a field cannot show a value exactly.
     void refreshWidgets();
 
 public slots:
@@ -54,10 +53,12 @@ protected:
 private:
     QLayout *createHeader();
     void createPanel();
+    void arrangeFields();
     void connectFields();
     void showName();
 
     LayerData m_data;
+    LayerKind m_shownKind = LayerKind::Sculpt; ///< whose fields the panel shows
     Icon *m_expandLabel;
     Icon *m_nameLabel;
     QWidget *m_settingsPanel;
