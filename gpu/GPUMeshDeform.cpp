@@ -8,7 +8,7 @@
 namespace {
 // A field takes any number of iterations and a damaged scene file may hold any; two thousand
 // million passes would hold the window for days. No shape still changes visibly by then.
-constexpr int kMaxPasses = 4096;
+constexpr int kMaxPasses = 2048;
 constexpr int kClothCloneIterations = 5;
 
 int passCount(int asked)

@@ -142,6 +142,7 @@ class DeformStage {
 public:
     bool valid() { return m_gl.valid() && m_gl.makeCurrent() && m_mesh.initialize(); }
     GPUMesh &mesh() { return m_mesh; }
+    void finish() { m_gl.gl().glFinish(); } ///< waits for the card
 
     /// Sizes the buffers for the scene's mesh and fills all that the passes read.
     void load(const DeformScene &scene)
