@@ -1,83 +1,53 @@
 #pragma once
 
-#include "layers/LayerData.h"
+#include "reference/Ring.h"
 
-#include <QByteArray>
 #include <QString>
 
-#include <algorithm>
-#include <array>
 #include <cmath>
-#include <vector>
 
-/// A vector in double precision, for reference computations.
-using Vec3 = std::array<double, 3>;
-
-inline Vec3 toVec3(const QVector4D &v) { return { v.x(), v.y(), v.z() }; }
-
-/// True within the tolerance, and where a NaN was expected and is there. Written so that a NaN in
-/// the place of a number fails.
+/// True within the tolerance. Written so that a NaN in the place of a number fails; where the
+/// reference is not finite, the value must not be either.
 inline bool nearlyEqual(double actual, double expected, double tolerance)
 {
-    if (std::isnan(expected) || std::isinf(expected))
-        return std::isnan(expected) ? std::isnan(actual) : actual == expected;
-    return std::fabs(actual - expected) <= tolerance;
+    return std::isfinite(expected) ? std::fabs(actual - expected) <= tolerance
+                                   : !std::isfinite(actual);
 }
 
-/// Empty when all match, otherwise names the first element that does not. With QVERIFY2 as
-/// `const QByteArray fault = …; QVERIFY2(fault.isEmpty(), fault);`
-inline QByteArray pointsMismatch(const PointArray &actual, const std::vector<Vec3> &expected,
-                                 double tolerance)
+/// Both name the first element that does not match on the warning stream.
+inline bool pointsMatch(const PointArray &actual, const reference::Pose &expected, double tolerance)
 {
-    if (actual.size() != expected.size())
-        return QByteArray::number(int(actual.size())) + " points instead of " +
-            QByteArray::number(int(expected.size()));
-    for (size_t i = 0; i < actual.size(); ++i) {
-        const Vec3 got = toVec3(actual[i]);
-        for (int axis = 0; axis < 3; ++axis) {
-            if (!nearlyEqual(got[axis], expected[i][axis], tolerance))
-                return QStringLiteral("point %1 axis %2: %3 instead of %4")
-                    .arg(i)
-                    .arg(axis)
-                    .arg(got[axis], 0, 'g', 9)
-                    .arg(expected[i][axis], 0, 'g', 9)
-                    .toUtf8();
-        }
+    if (actual.size() != expected.size()) {
+        qWarning("%zu points instead of %zu", actual.size(), expected.size());
+        return false;
     }
-    return QByteArray();
-}
-
-inline QByteArray valuesMismatch(const std::vector<float> &actual,
-                                 const std::vector<double> &expected, double tolerance)
-{
-    if (actual.size() != expected.size())
-        return QByteArray::number(int(actual.size())) + " values instead of " +
-            QByteArray::number(int(expected.size()));
     for (size_t i = 0; i < actual.size(); ++i) {
-        if (!nearlyEqual(double(actual[i]), expected[i], tolerance))
-            return QStringLiteral("value %1: %2 instead of %3")
-                .arg(i)
-                .arg(double(actual[i]), 0, 'g', 9)
-                .arg(expected[i], 0, 'g', 9)
-                .toUtf8();
+        const QVector4D &p = actual[i];
+        const reference::Vec &e = expected[i];
+        if (nearlyEqual(double(p.x()), e.x, tolerance) &&
+            nearlyEqual(double(p.y()), e.y, tolerance) &&
+            nearlyEqual(double(p.z()), e.z, tolerance))
+            continue;
+        qWarning("point %zu: (%.9g %.9g %.9g) instead of (%.9g %.9g %.9g), tolerance %g", i,
+                 double(p.x()), double(p.y()), double(p.z()), e.x, e.y, e.z, tolerance);
+        return false;
     }
-    return QByteArray();
-}
-
-inline bool pointsMatch(const PointArray &actual, const std::vector<Vec3> &expected,
-                        double tolerance)
-{
-    const QByteArray fault = pointsMismatch(actual, expected, tolerance);
-    if (!fault.isEmpty())
-        qWarning("%s", fault.constData());
-    return fault.isEmpty();
+    return true;
 }
 
 inline bool valuesMatch(const std::vector<float> &actual, const std::vector<double> &expected,
                         double tolerance)
 {
-    const QByteArray fault = valuesMismatch(actual, expected, tolerance);
-    if (!fault.isEmpty())
-        qWarning("%s", fault.constData());
-    return fault.isEmpty();
+    if (actual.size() != expected.size()) {
+        qWarning("%zu values instead of %zu", actual.size(), expected.size());
+        return false;
+    }
+    for (size_t i = 0; i < actual.size(); ++i) {
+        if (nearlyEqual(double(actual[i]), expected[i], tolerance))
+            continue;
+        qWarning("value %zu: %.9g instead of %.9g, tolerance %g", i, double(actual[i]), expected[i],
+                 tolerance);
+        return false;
+    }
+    return true;
 }
