@@ -118,7 +118,9 @@ bool GPUMesh::initialize()
     startDebugLog();
     m_clayAlpha = loadAlpha(QStringLiteral(":/alphas2d/Alphas/alphas2d/square.png"));
     m_creaseAlpha = loadAlpha(QStringLiteral(":/alphas2d/Alphas/alphas2d/dot.png"));
-    buildPrograms();
+    m_failed = !buildPrograms();
+    if (m_failed)
+        return false;
     createBuffers();
     m_initialized = true;
     return true;
@@ -134,13 +136,15 @@ void GPUMesh::startDebugLog()
     m_logger->enableMessages();
 }
 
-void GPUMesh::buildPrograms()
+bool GPUMesh::buildPrograms()
 {
     static_assert(std::size(kPrograms) == size_t(Program::Count));
     for (size_t i = 0; i < m_programs.size(); ++i) {
         m_programs[i] = std::make_unique<QOpenGLShaderProgram>();
-        buildProgram(*m_programs[i], kPrograms[i]);
+        if (!buildProgram(*m_programs[i], kPrograms[i]))
+            return false;
     }
+    return true;
 }
 
 void GPUMesh::createBuffers()

@@ -142,7 +142,7 @@ private:
     };
 
     void startDebugLog();
-    void buildPrograms();
+    bool buildPrograms();
     void createBuffers();
     int itemsOf(ItemCount count) const;
 
