@@ -16,7 +16,11 @@ FloatFieldGrp::FloatFieldGrp(const QString &label)
     connect(m_field, &QLineEdit::textChanged, this, &FloatFieldGrp::fieldChanged);
 }
 
-void FloatFieldGrp::setValue(float value) { m_field->setText(textFromFloat(value)); }
+void FloatFieldGrp::setValue(float value)
+{
+    m_field->setText(textFromFloat(value));
+    m_field->setCursorPosition(0); // a long number shows its leading digits
+}
 
 void FloatFieldGrp::setLabel(const QString &label) { m_label->setText(label); }
 

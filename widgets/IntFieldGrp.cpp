@@ -25,7 +25,11 @@ IntFieldGrp::IntFieldGrp(const QString &label)
     connect(m_field, &QLineEdit::textChanged, this, &IntFieldGrp::fieldChanged);
 }
 
-void IntFieldGrp::setValue(int value) { m_field->setText(QString::number(value)); }
+void IntFieldGrp::setValue(int value)
+{
+    m_field->setText(QString::number(value));
+    m_field->setCursorPosition(0); // a long number shows its leading digits
+}
 
 void IntFieldGrp::setLabel(const QString &label) { m_label->setText(label); }
 
