@@ -6,9 +6,12 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+#include <cfloat>
 #include <limits>
 
 using namespace archives;
+
+Q_DECLARE_METATYPE(Imath::M44d)
 
 namespace {
 
@@ -30,7 +33,8 @@ private slots:
     void floorSample_data();
     void floorSample();
     void transformsNearestFirst();
-    void projectiveTransformDivides();
+    void everyPointFollowsTheFormula_data();
+    void everyPointFollowsTheFormula();
     void subdivisionSurfaceIsAMesh();
     void cameras();
     void instancesFollowThePathWalked();
@@ -178,21 +182,44 @@ void AlembicFileTest::transformsNearestFirst()
     QVERIFY(near(points[7], 6, 3, 3));
 }
 
-void AlembicFileTest::projectiveTransformDivides()
+void AlembicFileTest::everyPointFollowsTheFormula_data()
 {
-    M44d projective;
-    projective[2][3] = 0.5; // w' = z / 2 + 1
+    const M44d turned = M44d().setAxisAngle(V3d(1, 2, 3), 1.0) * translation(5, -3, 100);
+    M44d projective = turned;
+    projective[0][3] = 0.25;
+    projective[2][3] = 0.5;
+    QTest::addColumn<M44d>("matrix");
+    QTest::newRow("affine") << turned;
+    QTest::newRow("projective") << projective;
+}
+
+/// x' = (x·m00 + y·m10 + z·m20 + m30) / w' and so on, over a count that fills no block evenly.
+void AlembicFileTest::everyPointFollowsTheFormula()
+{
+    QFETCH(M44d, matrix);
+    const Shape shape = grid(33);
     {
-        Writer writer(path(QStringLiteral("projective.abc")));
-        auto carrier = writer.xform(writer.top(), "carrier", { projective });
-        writer.mesh(carrier, "box", cube());
+        Writer writer(path(QStringLiteral("formula.abc")));
+        auto carrier = writer.xform(writer.top(), "carrier", { matrix });
+        writer.mesh(carrier, "grid", shape);
     }
     AlembicFile file;
-    QVERIFY(open(file, QStringLiteral("projective.abc")));
+    QVERIFY(open(file, QStringLiteral("formula.abc")));
     PointArray points;
     QVERIFY(file.readPoints(points, 0.0));
-    QVERIFY(near(points[3], 2, 2, -2));
-    QVERIFY(near(points[7], 1 / 1.5f, 1 / 1.5f, 1 / 1.5f));
+    QCOMPARE(points.size(), shape.points.size());
+    for (std::size_t i = 0; i < points.size(); ++i) {
+        const V3d p(shape.points[i]);
+        double sums[4];
+        for (int k = 0; k < 4; ++k)
+            sums[k] = p.x * matrix[0][k] + p.y * matrix[1][k] + p.z * matrix[2][k] + matrix[3][k];
+        for (int k = 0; k < 3; ++k) {
+            // One rounding to single precision apart, should a compiler fuse a multiplication.
+            const float expected = float(sums[k] / sums[3]);
+            QVERIFY(std::abs(points[i][k] - expected) <= FLT_EPSILON * std::abs(expected));
+        }
+        QCOMPARE(points[i].w(), 1.0f);
+    }
 }
 
 void AlembicFileTest::subdivisionSurfaceIsAMesh()
