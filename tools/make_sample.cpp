@@ -67,7 +67,7 @@ constexpr double kFingers = 3.75, kHandRadius = 0.42, kHandLength = 0.95;
 /// The profile's radius between the two rounded ends.
 double armRadius(double x)
 {
-    const double taper = 0.78 - 0.20 * ease(-3.7, 0.0, x) - 0.24 * ease(0.2, 3.0, x);
+    const double taper = 0.78 - 0.20 * ease(-3.7, 0.2, x) - 0.24 * ease(0.4, 3.0, x);
     const double muscles = 0.09 * bump(x, -1.9, 0.9) + 0.10 * bump(x, 0.95, 0.75);
     const double hand = 0.08 * ease(2.9, 3.6, x);
     return taper + muscles + hand + 0.04 * bump(x, kShoulder, 0.6);
@@ -95,7 +95,7 @@ V3d armPoint(const Profile &profile, double angle)
     const double flat = ease(2.7, 3.7, profile.x);
     const double front = std::cos(angle), side = std::sin(angle);
     const double biceps = 0.10 * bump(profile.x, -1.7, 0.7) * std::max(0.0, front);
-    const double elbow = 0.12 * bump(profile.x, -0.05, 0.3) * std::pow(std::max(0.0, -front), 3.0);
+    const double elbow = 0.09 * bump(profile.x, -0.1, 0.5) * std::pow(std::max(0.0, -front), 2.0);
     const double radius = profile.radius + biceps + elbow;
     return V3d(profile.x, radius * front * (1.0 - 0.42 * flat),
                radius * side * (1.0 + 0.35 * flat));
