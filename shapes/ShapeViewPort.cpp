@@ -1,0 +1,231 @@
+#include "shapes/ShapeViewPort.h"
+
+#include "gpu/ProgramScope.h"
+#include "gpu/ShaderSource.h"
+#include "layers/PointMath.h"
+#include "shapes/Log.h"
+
+#include <QKeyEvent>
+#include <QMouseEvent>
+#include <QOpenGLShaderProgram>
+#include <QOpenGLVertexArrayObject>
+
+namespace {
+
+constexpr int kGridVertexCount = 44; // 22 lines, made by the vertex stage from the index alone
+constexpr int kPositionLocation = 0;
+constexpr int kNormalLocation = 1;
+const QVector3D kLightDirection(0.0f, 0.0f, 1.0f); // eye space: from behind the viewer
+
+bool addStage(QOpenGLShaderProgram &program, QOpenGLShader::ShaderType type, const QString &name)
+{
+    const ShaderSource source = loadShader(QStringLiteral(":/drawShaders/DrawShaders/") + name);
+    if (!source.text.isEmpty() && program.addShaderFromSourceCode(type, source.text))
+        return true;
+    qCDebug(lcShapes).noquote() << "can't compile" << name << source.error << program.log();
+    return false;
+}
+
+// The program of "NAME_vertex.glsl" and "NAME_fragment.glsl"; null when it cannot be built.
+std::unique_ptr<QOpenGLShaderProgram> buildProgram(const QString &name)
+{
+    auto program = std::make_unique<QOpenGLShaderProgram>();
+    if (!addStage(*program, QOpenGLShader::Vertex, name + QStringLiteral("_vertex.glsl")) ||
+        !addStage(*program, QOpenGLShader::Fragment, name + QStringLiteral("_fragment.glsl")))
+        return nullptr;
+    program->bindAttributeLocation("VertexPosition", kPositionLocation);
+    program->bindAttributeLocation("VertexNormal", kNormalLocation);
+    if (program->link())
+        return program;
+    qCDebug(lcShapes).noquote() << "can't link" << name << program->log();
+    return nullptr;
+}
+
+DragKind kindOf(Qt::MouseButton button)
+{
+    switch (button) {
+    case Qt::LeftButton:
+        return DragKind::Tumble;
+    case Qt::MiddleButton:
+        return DragKind::Pan;
+    default:
+        return DragKind::Dolly;
+    }
+}
+
+PointArray pointsOf(const ShapeMesh &shape)
+{
+    PointArray points;
+    points.reserve(shape.positions.size() / 3);
+    for (std::size_t i = 0; i + 2 < shape.positions.size(); i += 3)
+        points.emplace_back(shape.positions[i], shape.positions[i + 1], shape.positions[i + 2], 1);
+    return points;
+}
+
+} // namespace
+
+ShapeViewPort::ShapeViewPort(QWidget *parent)
+    : QOpenGLWidget(parent)
+{
+    setFocusPolicy(Qt::StrongFocus);
+    setMinimumSize(200, 200);
+}
+
+ShapeViewPort::~ShapeViewPort()
+{
+    makeCurrent();
+    freeGL();
+    doneCurrent();
+}
+
+void ShapeViewPort::freeGL()
+{
+    m_gridProgram.reset();
+    m_shapeProgram.reset();
+    m_gridArray.reset();
+    m_shapeArray.reset();
+    m_positions.destroy();
+    m_normals.destroy();
+    m_indices.destroy();
+    m_initialized = false;
+    m_uploaded = false;
+}
+
+void ShapeViewPort::setShape(std::shared_ptr<const ShapeMesh> shape)
+{
+    m_shape = std::move(shape);
+    m_uploaded = false;
+    update();
+}
+
+void ShapeViewPort::frameShape()
+{
+    if (!m_shape)
+        return;
+    if (const std::optional<PointBounds> bounds = boundsOf(pointsOf(*m_shape)))
+        m_camera.frameBox(bounds->low, bounds->high);
+    update();
+}
+
+void ShapeViewPort::mousePressEvent(QMouseEvent *event)
+{
+    m_dragButton = event->button();
+    m_drag = kindOf(m_dragButton);
+    m_camera.beginDrag(event->x(), height() - event->y());
+}
+
+void ShapeViewPort::mouseReleaseEvent(QMouseEvent *event)
+{
+    if (event->button() == m_dragButton)
+        m_drag.reset();
+}
+
+void ShapeViewPort::mouseMoveEvent(QMouseEvent *event)
+{
+    if (!m_drag)
+        return;
+    m_camera.orbitDrag(event->x(), height() - event->y(), *m_drag);
+    update();
+}
+
+void ShapeViewPort::keyPressEvent(QKeyEvent *event)
+{
+    if (event->key() == Qt::Key_F && !event->isAutoRepeat())
+        frameShape();
+    else
+        QOpenGLWidget::keyPressEvent(event);
+}
+
+void ShapeViewPort::initializeGL()
+{
+    freeGL(); // runs again when the view moves to another window, with a new context
+    if (!initializeOpenGLFunctions()) {
+        qCDebug(lcShapes).noquote() << "failed to initialize OpenGL functions";
+        return;
+    }
+    m_gridProgram = buildProgram(QStringLiteral("grid"));
+    m_shapeProgram = buildProgram(QStringLiteral("shape"));
+    if (!m_gridProgram || !m_shapeProgram || !makeVertexArrays())
+        return;
+    glEnable(GL_DEPTH_TEST);
+    glClearColor(0.4f, 0.4f, 0.4f, 1.0f);
+    glEnable(GL_CULL_FACE);
+    glCullFace(GL_BACK);
+    m_initialized = true;
+}
+
+// Two, as a draw may not leave attributes enabled whose buffers are empty, as they are until there
+// is a shape: the grid reads none.
+bool ShapeViewPort::makeVertexArrays()
+{
+    m_gridArray = std::make_unique<QOpenGLVertexArrayObject>();
+    m_shapeArray = std::make_unique<QOpenGLVertexArrayObject>();
+    if (!m_gridArray->create() || !m_shapeArray->create() || !m_positions.create() ||
+        !m_normals.create() || !m_indices.create())
+        return false;
+    const QOpenGLVertexArrayObject::Binder vertexArray(m_shapeArray.get());
+    m_indices.bind();
+    m_positions.bind();
+    glEnableVertexAttribArray(kPositionLocation);
+    glVertexAttribPointer(kPositionLocation, 3, GL_FLOAT, GL_FALSE, 0, nullptr);
+    m_normals.bind();
+    glEnableVertexAttribArray(kNormalLocation);
+    glVertexAttribPointer(kNormalLocation, 3, GL_FLOAT, GL_FALSE, 0, nullptr);
+    m_normals.release();
+    return true;
+}
+
+void ShapeViewPort::resizeGL(int width, int height)
+{
+    m_camera.setSize(width, height);
+    if (m_initialized)
+        glViewport(0, 0, width, height);
+}
+
+void ShapeViewPort::paintGL()
+{
+    if (!m_initialized)
+        return;
+    glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
+    const CameraMatrices matrices = m_camera.matrices();
+    if (m_shape && !m_shape->indices.empty())
+        drawShape(matrices);
+    drawGrid(matrices);
+}
+
+// With the shape's vertex array bound, which keeps the index buffer.
+void ShapeViewPort::uploadShape()
+{
+    const auto fill = [this](GLenum target, const auto &values) {
+        glBufferData(target, GLsizeiptr(values.size() * sizeof(values[0])), values.data(),
+                     GL_STATIC_DRAW);
+    };
+    m_positions.bind();
+    fill(GL_ARRAY_BUFFER, m_shape->positions);
+    m_normals.bind();
+    fill(GL_ARRAY_BUFFER, m_shape->normals);
+    m_normals.release();
+    fill(GL_ELEMENT_ARRAY_BUFFER, m_shape->indices);
+    m_uploaded = true;
+}
+
+void ShapeViewPort::drawShape(const CameraMatrices &matrices)
+{
+    const QOpenGLVertexArrayObject::Binder vertexArray(m_shapeArray.get());
+    if (!m_uploaded)
+        uploadShape();
+    ProgramScope program(*m_shapeProgram);
+    program.set("MVP", matrices.projection * matrices.view);
+    program.set("ModelViewMatrix", matrices.view);
+    program.set("NormalMatrix", matrices.normal);
+    program.set("LightDirection", kLightDirection);
+    glDrawElements(GL_TRIANGLES, GLsizei(m_shape->indices.size()), GL_UNSIGNED_INT, nullptr);
+}
+
+void ShapeViewPort::drawGrid(const CameraMatrices &matrices)
+{
+    const QOpenGLVertexArrayObject::Binder vertexArray(m_gridArray.get());
+    ProgramScope program(*m_gridProgram);
+    program.set("MVP", matrices.projection * matrices.view);
+    glDrawArrays(GL_LINES, 0, kGridVertexCount);
+}
