@@ -11,6 +11,8 @@ uniform float damping;
 uniform float stiffness;
 uniform float asMuscle;
 uniform float intensity;
+uniform float maxDisplacement; // these two are deliberately without effect
+uniform vec3 direction;
 
 // A spring from where a point was to where the animation has it now. "deltas" holds the simulation's
 // current points and "basePoints" the previous ones; both go on to the next frame.

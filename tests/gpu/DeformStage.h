@@ -57,9 +57,9 @@ inline double shortestEdge(const TestMesh &mesh, const Topology &topology)
     return shortest;
 }
 
-inline DeformScene deformScene(const TestMesh &mesh)
+inline DeformScene deformScene(const TestMesh &mesh, const Topology &topology)
 {
-    DeformScene scene { mesh, mesh.topology(), {}, {}, {}, {}, {}, {}, {} };
+    DeformScene scene { mesh, topology, {}, {}, {}, {}, {}, {}, {} };
     const double amplitude = 0.2 * shortestEdge(mesh, scene.topology);
     scene.rest = jittered(mesh.points, amplitude, 1);
     scene.position = jittered(bent(scene.rest, 0.4f), 0.5 * amplitude, 2);
@@ -72,6 +72,8 @@ inline DeformScene deformScene(const TestMesh &mesh)
         scene.mask.push_back(weights[i % std::size(weights)]);
     return scene;
 }
+
+inline DeformScene deformScene(const TestMesh &mesh) { return deformScene(mesh, mesh.topology()); }
 
 inline ReferenceScene toReference(const DeformScene &scene)
 {
