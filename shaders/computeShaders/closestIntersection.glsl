@@ -23,6 +23,43 @@ vec3 corner(uint triangle, uint which)
     return position[triangleVertices[3u * triangle + which]].xyz;
 }
 
+// A corner as seen along the ray, which runs through the origin.
+vec2 seenAlongRay(vec3 corner)
+{
+    vec3 p = corner - nearP;
+    vec3 d = farP - nearP;
+    vec3 size = abs(d);
+    if (size.x >= size.y && size.x >= size.z) { // the largest component becomes z
+        p = p.yzx;
+        d = d.yzx;
+    } else if (size.y >= size.z) {
+        p = p.zxy;
+        d = d.zxy;
+    }
+    precise vec2 seen = p.xy - d.xy / d.z * p.z;
+    return seen;
+}
+
+// Which side of an edge the ray passes. The rounding of two products never turns the sign of their
+// difference, so all triangles at an edge or a corner agree. Testing the hit point against each
+// triangle's own plane instead leaves cracks, in which a stroke skips.
+float sideOf(vec2 from, vec2 to)
+{
+    precise float side = from.x * to.y - from.y * to.x;
+    return side;
+}
+
+bool isInside(vec3 a, vec3 b, vec3 c)
+{
+    vec2 p = seenAlongRay(a);
+    vec2 q = seenAlongRay(b);
+    vec2 r = seenAlongRay(c);
+    vec3 sides = vec3(sideOf(p, q), sideOf(q, r), sideOf(r, p));
+    bool oneSided =
+        all(greaterThanEqual(sides, vec3(0.0))) || all(lessThanEqual(sides, vec3(0.0)));
+    return oneSided && any(notEqual(sides, vec3(0.0)));
+}
+
 // Distance from the near point to the hit, MAX_FLOAT without one. The comparisons are written so
 // that a NaN (a collapsed triangle, a broken point) is never a hit.
 float rayDistance(uint triangle)
@@ -38,9 +75,7 @@ float rayDistance(uint triangle)
     if (!(d1 * d2 < 0.0))
         return MAX_FLOAT;
     vec3 hit = nearP + (farP - nearP) * (-d1 / (d2 - d1));
-    bool inside = dot(cross(n, b - a), hit - a) >= 0.0 && dot(cross(n, c - b), hit - b) >= 0.0 &&
-        dot(cross(n, a - c), hit - c) >= 0.0;
-    return inside ? length(hit - nearP) : MAX_FLOAT;
+    return isInside(a, b, c) ? length(hit - nearP) : MAX_FLOAT;
 }
 
 // Ties keep the lower triangle, whichever slots the tree brings together.

@@ -64,6 +64,7 @@ private slots:
     void findsTheLastTriangle_data();
     void findsTheLastTriangle();
     void tiesKeepTheLowerTriangle();
+    void raysAlongSharedEdgesHit();
     void brokenTrianglesAreNoHit();
     void hitRecordsTheNearestCorner();
     void picksLikeTheReference();
@@ -205,6 +206,24 @@ void PickGLTest::tiesKeepTheLowerTriangle()
     }
     load(soup);
     QCOMPARE(hit({ 3.25f, 0.25f, 5 }, { 3.25f, 0.25f, -5 }).hitTriangle, 1);
+}
+
+void PickGLTest::raysAlongSharedEdgesHit()
+{
+    // A stroke must not skip where rounding leaves a ray outside of both neighbours.
+    load(testGrid(100));
+    const auto &edges = m_topology.edges();
+    for (size_t k = 0; k < 300; ++k) {
+        const size_t edge = (k * 7919) % (edges.size() / 2);
+        const QVector4D a = m_points[edges[2 * edge]], b = m_points[edges[2 * edge + 1]];
+        if (std::max({ std::abs(a.x()), std::abs(a.y()), std::abs(b.x()), std::abs(b.y()) }) >
+            0.99f)
+            continue; // past the border a miss is right
+        const QVector3D onEdge = (a + (b - a) * (float(k % 3) / 2.0f)).toVector3D();
+        const QVector3D nearPoint = onEdge + QVector3D(7.3f, -4.1f, 9.7f);
+        const QVector3D farPoint = nearPoint + (onEdge - nearPoint) * 100.0f;
+        QVERIFY(hit(nearPoint, farPoint).hitTriangle != -1);
+    }
 }
 
 void PickGLTest::brokenTrianglesAreNoHit()
