@@ -113,7 +113,7 @@ void GPUMesh::jiggle(float intensity, float damping, float stiffness, float asMu
 
 void GPUMesh::cloth(int steps, float intensity)
 {
-    if (steps <= 0 || !initialize())
+    if (steps < 0 || !initialize())
         return;
     if (int(m_restPoints.size()) != m_vertexCount) {
         qCDebug(lcGpu).noquote() << "the rest pose does not fit the mesh, cloth is not run";

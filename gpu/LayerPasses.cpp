@@ -4,6 +4,7 @@
 #include "gpu/Log.h"
 #include "layers/LayerData.h"
 
+#include <algorithm>
 #include <cmath>
 
 namespace {
