@@ -109,7 +109,7 @@ Layer::Layer(LayerKind kind)
     setObjectName(QStringLiteral("layer"));
     setAttribute(Qt::WA_StyledBackground); // else a style sheet's border is not drawn
     setContextMenuPolicy(Qt::CustomContextMenu);
-    setFocusPolicy(Qt::ClickFocus);
+    setFocusPolicy(Qt::ClickFocus); // a click on the name brings Delete here
     auto *layout = new QVBoxLayout(this);
     layout->setContentsMargins(kPanelMargin, kPanelMargin, kPanelMargin, kPanelMargin);
     layout->setSpacing(0);
@@ -136,7 +136,6 @@ QLayout *Layer::createHeader()
     row->addWidget(m_nameLabel);
     connect(m_expandLabel, &Icon::clicked, this, &Layer::expandContract);
     connect(m_nameLabel, &Icon::clicked, this, &Layer::select);
-    connect(m_nameLabel, &Icon::clicked, this, qOverload<>(&QWidget::setFocus)); // for Delete
     connect(m_nameLabel, &Icon::doubleClicked, this, &Layer::expandContract);
     connect(this, &QWidget::customContextMenuRequested, this, &Layer::showRightClickMenu);
     return row;
