@@ -1,1 +1,18 @@
-int main() { return 0; }
+#include "app/Global.h"
+#include "app/Startup.h"
+
+#include <QApplication>
+
+int main(int argc, char *argv[])
+{
+    Startup::prepare();
+    QApplication application(argc, argv);
+    Startup::dress(application);
+    Global::createCore();
+    Global::createWindows();
+    Global global;
+    Global::connectSignals(global);
+    QApplication::exec();
+    Global::destroyAll();
+    return 0;
+}

@@ -1,0 +1,314 @@
+#include "app/Global.h"
+
+#include "alembic/AlembicFile.h"
+#include "app/Log.h"
+#include "app/MainWindow.h"
+#include "app/SceneStream.h"
+#include "gpu/CameraWindow.h"
+#include "gpu/GPUMesh.h"
+#include "gpu/GpuCounters.h"
+#include "gpu/ImagePlane.h"
+#include "gpu/LayerPasses.h"
+#include "layers/CommandStack.h"
+#include "layers/Envelope.h"
+#include "layers/Layer.h"
+#include "layers/LayerManager.h"
+#include "layers/Outliner.h"
+#include "layers/Topology.h"
+#include "shapes/ShapeBrowser.h"
+#include "timeline/RangeSlider.h"
+#include "timeline/TimeControls.h"
+#include "timeline/Timeline.h"
+#include "viewport/MeshScope.h"
+#include "viewport/Viewport.h"
+
+#include <QFile>
+#include <QSignalMapper>
+#include <QVBoxLayout>
+
+#include <algorithm>
+#include <utility>
+
+namespace {
+
+/// The parts of a stroke or wipe in flight live in buffers that an evaluation, a scene change or a
+/// deletion overwrites: they are brought to their end first.
+void endInteractions()
+{
+    for (Viewport *view : { Global::viewport(), Global::auxViewport() })
+        if (view)
+            view->endInteraction();
+}
+
+void seedPoints(LayerData &layer)
+{
+    GPUMesh &mesh = *Global::mesh();
+    switch (layer.kind()) {
+    case LayerKind::Sculpt: {
+        const MeshScope scope;
+        if (!scope)
+            return;
+        layer.setBasePoints(mesh.readBack<QVector4D>(Semantic::kPosition));
+        layer.setOffsetPoints(layer.basePoints());
+        return;
+    }
+    case LayerKind::Mush:
+        layer.setBasePoints(mesh.restPoints());
+        layer.setOffsetPoints(mesh.restPoints());
+        return;
+    case LayerKind::Cloth:
+        layer.setBasePoints(mesh.restPoints());
+        return;
+    case LayerKind::Relax:
+    case LayerKind::Jiggle: // fills its points at its first evaluation
+        return;
+    }
+}
+
+void appendLayer(Layer *layer)
+{
+    Global::layers().push_back(layer);
+    Global::layerManager()->layerListLayout()->addWidget(layer);
+}
+
+void evaluateStack()
+{
+    GPUMesh &mesh = *Global::mesh();
+    const Timeline &timeline = *Global::timeline();
+    const int frame = timeline.currentFrame();
+    const double framesPerSecond = timeline.framesPerSecond();
+    const PlayState play { timeline.playing(), frame == timeline.minFrame() };
+
+    ++gpuCounters().evaluations;
+    mesh.loadFrame(frame, framesPerSecond, *Global::alembic());
+    for (Layer *layer : Global::layers()) {
+        LayerData &data = *layer->data();
+        const float weight = layerWeight(data.keys(), frame, framesPerSecond) * data.intensity() *
+                             Global::globalEnvelope();
+        applyLayer(mesh, data, weight, play);
+    }
+    mesh.updateNormals();
+    const Layer *selected = Global::currentLayer();
+    showMask(mesh, selected ? selected->data() : nullptr);
+}
+
+} // namespace
+
+Layer *Global::currentLayer()
+{
+    const auto selected = std::find_if(s_layers.begin(), s_layers.end(),
+                                       [](Layer *layer) { return layer->data()->selected(); });
+    return selected == s_layers.end() ? nullptr : *selected;
+}
+
+void Global::createCore()
+{
+    s_mesh = new GPUMesh;
+    s_topology = new Topology;
+    s_alembic = new AlembicFile;
+    s_timeline = new Timeline(nullptr);
+    s_layerManager = new LayerManager;
+    s_commands = new CommandStack;
+    s_outliner = new Outliner;
+    s_timeControls = new TimeControls;
+    s_rangeSlider = new RangeSlider;
+    s_shapeBrowser = new ShapeBrowser;
+}
+
+void Global::createWindows()
+{
+    s_imagePlane = new ImagePlane;
+    s_viewport = new Viewport(nullptr, ViewKind::Perspective);
+    s_auxViewport = new Viewport(nullptr, ViewKind::Camera);
+    s_mainWindow = new MainWindow;
+    s_mainWindow->resize(800, 600);
+    s_mainWindow->show();
+    s_cameraWindow = new CameraWindow;
+}
+
+void Global::connectSignals(Global &receiver)
+{
+    connect(s_mainWindow, &MainWindow::alembicImported, &receiver, &Global::updateToNewAlembic);
+    connect(s_viewport, &Viewport::undoRequested, &receiver, &Global::undo);
+    connect(s_viewport, &Viewport::redoRequested, &receiver, &Global::redo);
+    connect(s_layerManager->mapper(), &QSignalMapper::mappedInt, &receiver, &Global::addLayer);
+}
+
+void Global::destroyAll()
+{
+    // Panels that sit in the main window leave its tree as they go; deleting null is nothing.
+    delete std::exchange(s_alembic, nullptr);
+    delete std::exchange(s_timeline, nullptr);
+    delete std::exchange(s_layerManager, nullptr);
+    s_layers.clear(); // the widgets went with the panel that held them
+    delete std::exchange(s_commands, nullptr);
+    delete std::exchange(s_outliner, nullptr);
+    delete std::exchange(s_topology, nullptr);
+    if (s_mesh)
+        s_mesh->setTopology(nullptr);
+    delete std::exchange(s_timeControls, nullptr);
+    delete std::exchange(s_rangeSlider, nullptr);
+    delete std::exchange(s_shapeBrowser, nullptr);
+}
+
+void Global::evaluateLayers(bool full)
+{
+    if (full) {
+        if (!s_alembic || !s_alembic->isValid())
+            return;
+        endInteractions();
+    }
+    if (full && s_mesh->vertexCount() > 0) {
+        const MeshScope scope;
+        if (scope)
+            evaluateStack();
+    }
+    for (Viewport *view : { s_viewport, s_auxViewport })
+        if (view)
+            view->update();
+}
+
+bool Global::openArchive(const QString &path)
+{
+    if (!s_alembic->open(QFile::encodeName(path)))
+        return false;
+    s_outliner->clear();
+    for (const AlembicFile::Object &object : s_alembic->objects())
+        s_outliner->addObject(object.name, object.parentName, int(object.type));
+    return true;
+}
+
+void Global::updateToNewAlembic()
+{
+    endInteractions();
+    double start = 0.0;
+    double end = 0.0;
+    if (!s_alembic->timeRange(start, end))
+        return;
+    const double framesPerSecond = s_timeline->framesPerSecond();
+    const int startFrame = frameAtTime(start, framesPerSecond);
+    const int endFrame = frameAtTime(end, framesPerSecond);
+
+    s_topology->clear();
+    s_alembic->fillTopology(*s_topology);
+    {
+        const MeshScope scope;
+        s_mesh->setTopology(s_topology);
+        s_mesh->allocateBuffers();
+        PointArray restPoints;
+        s_alembic->readPoints(restPoints, start);
+        s_mesh->setRestPoints(std::move(restPoints));
+    }
+
+    s_timeControls->setMinTime(startFrame);
+    s_timeControls->setMaxTime(endFrame);
+    s_rangeSlider->resetSize();
+
+    const int frame = s_timeline->currentFrame();
+    if (frame < startFrame || frame > endFrame) {
+        s_timeControls->showFrame(startFrame);
+        s_timeline->setCurrentFrame(startFrame); // evaluates
+    } else {
+        evaluateLayers(true);
+    }
+}
+
+void Global::addLayer(int type)
+{
+    if (type < int(LayerKind::Sculpt) || type > int(LayerKind::Cloth))
+        return;
+    endInteractions();
+    auto *layer = new Layer(LayerKind(type));
+    seedPoints(*layer->data());
+    const double seconds = double(s_timeline->currentFrame()) / s_timeline->framesPerSecond();
+    layer->data()->keys().push_back({ seconds, 1.0f, true });
+    appendLayer(layer);
+    s_timeline->update();
+}
+
+void Global::deleteLayer(Layer *layer)
+{
+    const auto found = std::find(s_layers.begin(), s_layers.end(), layer);
+    if (found == s_layers.end())
+        return;
+    endInteractions(); // a stroke on this layer becomes a command, which goes with it
+    s_layers.erase(found);
+    s_commands->dropCommandsOn(layer);
+    layer->hide();
+    layer->deleteLater(); // the layer's own key handler may be what asks
+    if (!s_layers.empty())
+        s_layers.back()->select();
+    evaluateLayers(true);
+    s_timeline->update();
+}
+
+void Global::undo()
+{
+    endInteractions();
+    s_commands->undo();
+    evaluateLayers(true);
+}
+
+void Global::redo()
+{
+    endInteractions();
+    s_commands->redo();
+    evaluateLayers(true);
+}
+
+void Global::clearScene()
+{
+    endInteractions();
+    s_alembic->close();
+    s_alembicPath = QStringLiteral("untitled");
+    s_outliner->clear();
+    {
+        const MeshScope scope;
+        s_mesh->clear();
+    }
+    s_topology->clear();
+    for (Layer *layer : std::exchange(s_layers, {}))
+        delete layer;
+    s_commands->clear();
+    s_rangeSlider->resetSize();
+    s_timeControls->reset();
+    s_layerManager->reset();
+    s_cameraWindow->reset();
+    s_cameraWindow->hide();
+    evaluateLayers(false);
+}
+
+void Global::saveScene(const QString &path)
+{
+    std::vector<const LayerData *> records;
+    for (const Layer *layer : s_layers)
+        records.push_back(layer->data());
+    writeScene(path, s_alembicPath, records);
+}
+
+void Global::loadScene(const QString &path)
+{
+    SceneContent scene = readScene(path);
+    s_alembicPath = scene.alembicPath;
+    // A new layer selects itself and so deselects those before it: the records, which hold the
+    // selection to be restored, go in when all layers stand.
+    const size_t first = s_layers.size();
+    for (size_t i = 0; i < scene.layers.size(); ++i)
+        appendLayer(new Layer(LayerKind::Sculpt));
+    for (size_t i = 0; i < scene.layers.size(); ++i) {
+        Layer &layer = *s_layers[first + i];
+        *layer.data() = std::move(*scene.layers[i]);
+        layer.refreshWidgets();
+    }
+    s_timeline->update();
+}
+
+void Global::writeLayerRecord(QDataStream &stream, const LayerData &layer)
+{
+    ::writeLayerRecord(stream, layer);
+}
+
+void Global::readLayerRecord(QDataStream &stream, LayerData &layer)
+{
+    ::readLayerRecord(stream, layer);
+}

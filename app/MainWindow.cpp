@@ -1,0 +1,247 @@
+#include "app/MainWindow.h"
+
+#include "app/Global.h"
+#include "app/Log.h"
+#include "gpu/GPUMesh.h"
+#include "layers/BrushShelf.h"
+#include "layers/LayerManager.h"
+#include "layers/Outliner.h"
+#include "shapes/ShapeBrowser.h"
+#include "timeline/RangeSlider.h"
+#include "timeline/TimeControls.h"
+#include "timeline/Timeline.h"
+#include "viewport/MeshScope.h"
+#include "viewport/Viewport.h"
+
+#include <QApplication>
+#include <QCheckBox>
+#include <QCloseEvent>
+#include <QFileDialog>
+#include <QFileInfo>
+#include <QGroupBox>
+#include <QMenuBar>
+#include <QMessageBox>
+#include <QPushButton>
+#include <QVBoxLayout>
+
+namespace {
+
+const QString kUntitled = QStringLiteral("untitled");
+const QString kDialogFolder = QStringLiteral("/home");
+const QString kSceneFilter = QStringLiteral("Files(*.pxm)");
+const QString kArchiveFilter = QStringLiteral("Files(*.abc)");
+
+/// Reading and writing block the window; the cursor says so.
+class BusyCursor {
+public:
+    BusyCursor() { QApplication::setOverrideCursor(Qt::WaitCursor); }
+    ~BusyCursor() { QApplication::restoreOverrideCursor(); }
+    BusyCursor(const BusyCursor &) = delete;
+    BusyCursor &operator=(const BusyCursor &) = delete;
+};
+
+} // namespace
+
+bool MainWindow::s_bySurface = false;
+bool MainWindow::s_symmetry = false;
+bool MainWindow::s_cotangent = false;
+
+bool MainWindow::bySurface() { return s_bySurface; }
+bool MainWindow::symmetry() { return s_symmetry; }
+bool MainWindow::cotangent() { return s_cotangent; }
+
+MainWindow::MainWindow()
+{
+    auto *shelf = new BrushShelf;
+    connect(Global::viewport(), &Viewport::brushChanged, shelf, &BrushShelf::showActive);
+    connect(Global::auxViewport(), &Viewport::brushChanged, shelf, &BrushShelf::showActive);
+
+    auto *central = new QWidget;
+    auto *column = new QVBoxLayout(central);
+    column->setContentsMargins(4, 4, 4, 4);
+    column->setSpacing(4);
+    column->addWidget(shelf);
+    column->addLayout(buildMiddleRow(), 1);
+    column->addWidget(Global::timeline());
+    column->addWidget(Global::rangeSlider());
+    setCentralWidget(central);
+
+    buildMenus();
+    setScenePath(Global::scenePath());
+    Global::viewport()->setFocus();
+}
+
+QBoxLayout *MainWindow::buildMiddleRow()
+{
+    auto *row = new QHBoxLayout;
+    row->addWidget(buildLeftColumn());
+    row->addWidget(Global::viewport(), 3);
+    row->addWidget(Global::layerManager(), 2);
+    return row;
+}
+
+QWidget *MainWindow::buildLeftColumn()
+{
+    auto *bySurfaceBox = new QCheckBox(QStringLiteral("by surface"));
+    auto *cotangentBox = new QCheckBox(QStringLiteral("cotangent"));
+    auto *saveMorph = new QPushButton(QStringLiteral("Save Morph"));
+    connect(bySurfaceBox, &QCheckBox::clicked, this, &MainWindow::toggleBySurface);
+    connect(cotangentBox, &QCheckBox::pressed, this, &MainWindow::setCotangent);
+    connect(saveMorph, &QPushButton::pressed, this, &MainWindow::saveMorphTarget);
+
+    auto *options = new QGroupBox(QStringLiteral("Options"));
+    options->setMaximumHeight(100);
+    auto *rows = new QVBoxLayout(options);
+    rows->setSpacing(2);
+    rows->addWidget(bySurfaceBox);
+    rows->addWidget(cotangentBox);
+    rows->addWidget(saveMorph);
+
+    Global::outliner()->setMinimumHeight(100);
+    auto *column = new QWidget;
+    column->setMaximumWidth(200);
+    auto *layout = new QVBoxLayout(column);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->addWidget(options);
+    layout->addWidget(Global::outliner(), 1);
+    layout->addWidget(Global::timeControls());
+    return column;
+}
+
+void MainWindow::buildMenus()
+{
+    QMenu *file = menuBar()->addMenu(QStringLiteral("&File"));
+    const auto add = [this, file](const char *text, const char *keys, void (MainWindow::*slot)()) {
+        QAction *action = file->addAction(QString::fromLatin1(text));
+        action->setShortcut(QKeySequence(QString::fromLatin1(keys)));
+        connect(action, &QAction::triggered, this, slot);
+    };
+    add("&New Scene", "Ctrl+N", &MainWindow::newScene);
+    add("&Open Scene", "Ctrl+O", &MainWindow::openScene);
+    file->addSeparator();
+    add("&Save Scene", "Ctrl+S", &MainWindow::saveScene);
+    add("&Save Scene As", "Ctrl+Shift+S", &MainWindow::saveSceneAs);
+    file->addSeparator();
+    add("&Import Alembic", "Ctrl+I", &MainWindow::importAlembic);
+    file->addSeparator();
+    add("&Emport Alembic", "Ctrl+E", &MainWindow::exportAlembic); // the spelling is deliberate
+    file->addSeparator();
+
+    QMenu *windows = menuBar()->addMenu(QStringLiteral("&Windows"));
+    connect(windows->addAction(QStringLiteral("&Show Shapes")), &QAction::triggered, this,
+            &MainWindow::showShapes);
+
+    if (Global::unlicensed()) {
+        m_buyMenu = menuBar()->addMenu(QStringLiteral("&Buy"));
+        connect(m_buyMenu->addAction(QStringLiteral("&Show Request Code")), &QAction::triggered,
+                this, &MainWindow::showRequestCode);
+    }
+}
+
+void MainWindow::setScenePath(const QString &path)
+{
+    Global::setScenePath(path);
+    setWindowTitle(QStringLiteral("Plexmold 1.0: ") + path);
+}
+
+void MainWindow::newScene()
+{
+    QMessageBox box(this);
+    box.setWindowTitle(QStringLiteral("Scene Not Saved?"));
+    box.setInformativeText(QStringLiteral("Save Changed to ") + Global::scenePath() +
+                           QStringLiteral(" scene?"));
+    box.setStandardButtons(QMessageBox::Save | QMessageBox::Discard | QMessageBox::Cancel);
+    box.setDefaultButton(QMessageBox::Save);
+    switch (box.exec()) {
+    case QMessageBox::Save:
+        saveScene(); // the scene stays open
+        return;
+    case QMessageBox::Discard:
+        Global::clearScene();
+        setScenePath(kUntitled);
+        return;
+    default:
+        return;
+    }
+}
+
+void MainWindow::openScene()
+{
+    const QString path = QFileDialog::getOpenFileName(this, QStringLiteral("load file"),
+                                                      kDialogFolder, kSceneFilter);
+    if (path.isEmpty())
+        return;
+    const BusyCursor busy;
+    Global::clearScene();
+    setScenePath(path);
+    Global::loadScene(path);
+    if (Global::alembicPath() == kUntitled)
+        return;
+    qCDebug(lcApp) << "import alembic for file";
+    if (QFileInfo(Global::alembicPath()).isFile() && Global::openArchive(Global::alembicPath()))
+        emit alembicImported();
+}
+
+void MainWindow::saveScene()
+{
+    if (Global::scenePath() == kUntitled)
+        saveSceneAs();
+    else
+        saveTo(Global::scenePath());
+}
+
+void MainWindow::saveSceneAs()
+{
+    const QString path = QFileDialog::getSaveFileName(this, QStringLiteral("Save File"),
+                                                      kDialogFolder, kSceneFilter);
+    if (path.isEmpty())
+        return;
+    setScenePath(path);
+    saveTo(path);
+}
+
+void MainWindow::saveTo(const QString &path)
+{
+    const BusyCursor busy;
+    Global::saveScene(path);
+}
+
+void MainWindow::importAlembic()
+{
+    const QString path = QFileDialog::getOpenFileName(this, QStringLiteral("load file"),
+                                                      kDialogFolder, kArchiveFilter);
+    if (path.isEmpty())
+        return;
+    const BusyCursor busy;
+    if (!Global::openArchive(path))
+        return; // the earlier archive and its path stay
+    Global::setAlembicPath(path);
+    emit alembicImported();
+}
+
+void MainWindow::exportAlembic() { }
+
+void MainWindow::toggleBySurface() { s_bySurface = !s_bySurface; }
+
+void MainWindow::toggleSymmetry() { s_symmetry = !s_symmetry; }
+
+void MainWindow::setCotangent() { s_cotangent = !s_cotangent; }
+
+void MainWindow::saveMorphTarget()
+{
+    GPUMesh *mesh = Global::mesh();
+    const MeshScope scope;
+    if (!scope || mesh->vertexCount() == 0)
+        return;
+    PointArray points = mesh->readBack<QVector4D>(Semantic::kPosition);
+    if (int(points.size()) == mesh->vertexCount())
+        mesh->setRestPoints(std::move(points));
+}
+
+void MainWindow::showShapes() { Global::shapeBrowser()->show(); }
+
+void MainWindow::closeEvent(QCloseEvent *event)
+{
+    event->accept();
+    QCoreApplication::quit(); // tool windows left open do not keep the program
+}
