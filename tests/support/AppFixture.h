@@ -36,6 +36,9 @@ public:
     /// look at the mesh skip, or fail when REQUIRE_GL is on.
     bool hasGL() const { return m_exposed && Global::viewport()->isValid(); }
 
+    /// The receiver of the slots.
+    Global &global() { return *m_global; }
+
 private:
     std::unique_ptr<Global> m_global;
     bool m_exposed = false;

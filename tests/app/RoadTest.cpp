@@ -1,0 +1,194 @@
+#include "support/AppFixture.h"
+#include "support/Road.h"
+
+#include <QDataStream>
+#include <QProcess>
+#include <QTemporaryDir>
+
+#include <cstring>
+
+/// The road with real events in the real window, and what it leaves in the scene file, byte by byte.
+class RoadTest : public QObject {
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+    void theWholeRoad();
+    void theFileHoldsTheLayers();
+    void aBadArchiveChangesNothing();
+    void importOverLayersKeepsThem();
+    void aScratchedSceneKeepsTheProgram();
+
+private:
+    void importThroughTheDialog(const QString &path);
+
+    AppFixture m_app;
+    QTemporaryDir m_folder;
+    QString m_archive;
+    QString m_scene;
+};
+
+void RoadTest::initTestCase()
+{
+    SKIP_WITHOUT_GL(m_app);
+    QVERIFY(m_folder.isValid());
+    m_archive = m_folder.filePath(QStringLiteral("sample.abc"));
+    m_scene = m_folder.filePath(QStringLiteral("scène ok.pxm"));
+    const QString tool = QCoreApplication::applicationDirPath() + QStringLiteral("/make_sample");
+    QCOMPARE(QProcess::execute(tool, { m_archive }), 0);
+}
+
+void RoadTest::theWholeRoad()
+{
+    Road road(m_archive, m_scene);
+    for (const Road::Station &station :
+         { road.importArchive(), road.play(), road.scrub(10), road.addLayer(), road.stroke(),
+           road.ride(30), road.undoAndRedo(), road.save(), road.newScene(), road.open(30) })
+        QVERIFY2(station.good, qPrintable(station.name + QStringLiteral(": ") + station.checked));
+}
+
+namespace {
+
+/// Writes the big-endian bytes that the layout asks for, knowing nothing of the program's writer.
+class Bytes {
+public:
+    void number(qint32 value)
+    {
+        for (int shift = 24; shift >= 0; shift -= 8)
+            data.append(char(quint32(value) >> shift));
+    }
+    void real(double value)
+    {
+        quint64 bits = 0;
+        std::memcpy(&bits, &value, sizeof bits);
+        for (int shift = 56; shift >= 0; shift -= 8)
+            data.append(char(bits >> shift));
+    }
+    void text(const QString &value)
+    {
+        number(value.size() * 2);
+        for (const QChar unit : value) {
+            data.append(char(unit.unicode() >> 8));
+            data.append(char(unit.unicode() & 0xff));
+        }
+    }
+    void points(const PointArray &values)
+    {
+        for (const QVector4D &point : values)
+            for (const float value : { point.x(), point.y(), point.z() })
+                real(double(value));
+    }
+    void truth(bool value) { data.append(char(value)); }
+
+    QByteArray data;
+};
+
+QByteArray expectedScene(const QString &archive, const LayerData &layer)
+{
+    Bytes bytes;
+    bytes.text(archive);
+    bytes.number(1);
+    for (const size_t count : { layer.basePoints().size(), layer.offsetPoints().size(),
+                                layer.mask().size(), layer.keys().size() })
+        bytes.number(qint32(count));
+    bytes.points(layer.basePoints());
+    bytes.points(layer.offsetPoints());
+    for (const float value : layer.mask())
+        bytes.real(double(value));
+    for (const LayerKey &key : layer.keys()) {
+        bytes.real(key.time);
+        bytes.real(double(key.value));
+        bytes.truth(key.flag);
+    }
+    bytes.text(layer.name());
+    bytes.number(qint32(layer.kind()));
+    bytes.real(double(layer.intensity()));
+    bytes.number(layer.reserved());
+    bytes.truth(layer.selected());
+    bytes.truth(layer.tangent());
+    bytes.number(layer.iterations());
+    bytes.number(layer.cloneIterations());
+    for (const float value : { layer.damping(), layer.stiffness(), layer.asMuscle() })
+        bytes.real(double(value));
+    return bytes.data;
+}
+
+} // namespace
+
+void RoadTest::theFileHoldsTheLayers()
+{
+    QVERIFY(Global::currentLayer()); // the selection came back with the scene
+    LayerData layer = *Global::currentLayer()->data();
+    // Key times are read back through a float; the file holds what was written.
+    for (LayerKey &key : layer.keys())
+        key.time = 10.0 / 24.0;
+    QFile file(m_scene);
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    const QByteArray held = file.readAll();
+    const QByteArray expected = expectedScene(m_archive, layer);
+    QCOMPARE(held.size(), expected.size());
+    QVERIFY(held == expected);
+}
+
+void RoadTest::importThroughTheDialog(const QString &path)
+{
+    Driver::answerFileDialog(path);
+    Driver::key(Global::mainWindow(), Qt::Key_I, Qt::ControlModifier);
+}
+
+void RoadTest::aBadArchiveChangesNothing()
+{
+    const QString bad = m_folder.filePath(QStringLiteral("bad.abc"));
+    QFile file(bad);
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write("Ogawa\xff\0\1 but nothing behind it", 32);
+    file.close();
+
+    const int vertices = Global::mesh()->vertexCount();
+    const QImage before = Global::viewport()->grabFramebuffer();
+    const QString title = Global::mainWindow()->windowTitle();
+    importThroughTheDialog(bad);
+    QCOMPARE(Global::mesh()->vertexCount(), vertices);
+    QCOMPARE(Global::layers().size(), size_t(1));
+    QCOMPARE(Global::alembicPath(), m_archive);
+    QCOMPARE(Global::mainWindow()->windowTitle(), title);
+    QVERIFY(Global::alembic()->isValid());
+    Global::evaluateLayers(true); // the earlier archive still answers
+    QVERIFY(Global::viewport()->grabFramebuffer() == before);
+}
+
+void RoadTest::importOverLayersKeepsThem()
+{
+    const PointArray offsets = Global::currentLayer()->data()->offsetPoints();
+    importThroughTheDialog(m_archive);
+    QCOMPARE(Global::layers().size(), size_t(1));
+    QVERIFY(Global::currentLayer()->data()->offsetPoints() == offsets);
+}
+
+void RoadTest::aScratchedSceneKeepsTheProgram()
+{
+    // A scene whose archive has gone, and one that is cut in the middle of its points.
+    QFile file(m_scene);
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    const QByteArray whole = file.readAll();
+    const QString cut = m_folder.filePath(QStringLiteral("cut.pxm"));
+    QFile cutFile(cut);
+    QVERIFY(cutFile.open(QIODevice::WriteOnly));
+    cutFile.write(whole.left(whole.size() / 2));
+    cutFile.close();
+
+    Driver::answerFileDialog(cut);
+    Driver::key(Global::mainWindow(), Qt::Key_O, Qt::ControlModifier);
+    QCOMPARE(Global::layers().size(), size_t(1));
+    Global::evaluateLayers(true);
+
+    QVERIFY(QFile::remove(m_archive));
+    Driver::answerFileDialog(m_scene);
+    Driver::key(Global::mainWindow(), Qt::Key_O, Qt::ControlModifier);
+    QCOMPARE(Global::layers().size(), size_t(1));
+    QCOMPARE(Global::mesh()->vertexCount(), 0);
+    Driver::click(Global::viewport()); // nothing to hit
+}
+
+PLEXMOLD_TEST_MAIN(RoadTest)
+#include "RoadTest.moc"

@@ -1,0 +1,348 @@
+#include "app/Licence.h"
+#include "gpu/GPUMesh.h"
+#include "layers/Layer.h"
+#include "layers/LayerManager.h"
+#include "layers/Outliner.h"
+#include "shapes/ShapeBrowser.h"
+#include "support/AppFixture.h"
+#include "support/Driver.h"
+#include "timeline/RangeSlider.h"
+#include "timeline/TimeControls.h"
+#include "timeline/Timeline.h"
+#include "viewport/MeshScope.h"
+
+#include <QCheckBox>
+#include <QDialog>
+#include <QDir>
+#include <QGroupBox>
+#include <QMenuBar>
+#include <QProcess>
+#include <QPushButton>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+
+#include <algorithm>
+
+/// Menus, shortcuts, dialogs, titles and options by real keys and clicks.
+class WindowTest : public QObject {
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+    void init();
+    void menus_data();
+    void menus();
+    void panelsStandInOrder();
+    void nothingIsClipped_data();
+    void nothingIsClipped();
+    void newSceneAsks_data();
+    void newSceneAsks();
+    void cancelledDialogsChangeNothing();
+    void saveAsRetitles();
+    void exportWritesNothing();
+    void cotangentFlipsOnThePress();
+    void bySurfaceFlipsOnTheClick();
+    void saveMorphKeepsTheDisplayedPose();
+    void importMovesTheTimeIntoTheRange();
+    void showShapes();
+    void licence();
+
+private:
+    static QAction *action(const QString &text);
+    static QAbstractButton *button(const QString &text);
+    void import(const QString &path);
+
+    AppFixture m_app;
+    QTemporaryDir m_folder;
+    QString m_archive;
+};
+
+void WindowTest::initTestCase()
+{
+    SKIP_WITHOUT_GL(m_app);
+    m_archive = m_folder.filePath(QStringLiteral("sample.abc"));
+    const QString tool = QCoreApplication::applicationDirPath() + QStringLiteral("/make_sample");
+    QCOMPARE(QProcess::execute(tool, { m_archive }), 0);
+}
+
+void WindowTest::init()
+{
+    Global::clearScene();
+    Global::setScenePath(QStringLiteral("untitled"));
+    Global::mainWindow()->resize(800, 600);
+}
+
+QAction *WindowTest::action(const QString &text)
+{
+    for (QAction *menu : Global::mainWindow()->menuBar()->actions())
+        for (QAction *item : menu->menu()->actions())
+            if (item->text() == text)
+                return item;
+    return nullptr;
+}
+
+QAbstractButton *WindowTest::button(const QString &text)
+{
+    for (QAbstractButton *candidate : Global::mainWindow()->findChildren<QAbstractButton *>())
+        if (candidate->text() == text)
+            return candidate;
+    return nullptr;
+}
+
+void WindowTest::import(const QString &path)
+{
+    Driver::answerFileDialog(path, [](QFileDialog *dialog) {
+        QCOMPARE(dialog->windowTitle(), QStringLiteral("load file"));
+        QCOMPARE(dialog->nameFilters(), QStringList(QStringLiteral("Files(*.abc)")));
+    });
+    Driver::key(Global::mainWindow(), Qt::Key_I, Qt::ControlModifier);
+}
+
+void WindowTest::menus_data()
+{
+    QTest::addColumn<int>("menu");
+    QTest::addColumn<QStringList>("items"); // "-" is a separator, text|shortcut an entry
+    QTest::newRow("&File") << 0
+                           << QStringList { QStringLiteral("&New Scene|Ctrl+N"),
+                                            QStringLiteral("&Open Scene|Ctrl+O"),
+                                            QStringLiteral("-"),
+                                            QStringLiteral("&Save Scene|Ctrl+S"),
+                                            QStringLiteral("&Save Scene As|Ctrl+Shift+S"),
+                                            QStringLiteral("-"),
+                                            QStringLiteral("&Import Alembic|Ctrl+I"),
+                                            QStringLiteral("-"),
+                                            QStringLiteral("&Emport Alembic|Ctrl+E"),
+                                            QStringLiteral("-") };
+    QTest::newRow("&Windows") << 1 << QStringList { QStringLiteral("&Show Shapes|") };
+}
+
+void WindowTest::menus()
+{
+    QFETCH(int, menu);
+    QFETCH(QStringList, items);
+    const QAction *entry = Global::mainWindow()->menuBar()->actions().at(menu);
+    QCOMPARE(entry->text(), QString::fromLatin1(QTest::currentDataTag()));
+    QStringList found;
+    for (const QAction *item : entry->menu()->actions())
+        found << (item->isSeparator() ? QStringLiteral("-")
+                                      : item->text() + QLatin1Char('|') + item->shortcut().toString());
+    QCOMPARE(found, items);
+}
+
+void WindowTest::panelsStandInOrder()
+{
+    QCOMPARE(Global::mainWindow()->windowTitle(), QStringLiteral("Plexmold 1.0: untitled"));
+    const auto top = [](QWidget *widget) {
+        return widget->mapTo(Global::mainWindow(), QPoint()).y();
+    };
+    const auto left = [](QWidget *widget) {
+        return widget->mapTo(Global::mainWindow(), QPoint()).x();
+    };
+    QVERIFY(top(Global::viewport()) < top(Global::timeline()));
+    QVERIFY(top(Global::timeline()) < top(Global::rangeSlider()));
+    QVERIFY(left(Global::outliner()) < left(Global::viewport()));
+    QVERIFY(left(Global::viewport()) < left(Global::layerManager()));
+    QVERIFY(top(Global::outliner()) < top(Global::timeControls()));
+    const auto *options = qobject_cast<QGroupBox *>(button(QStringLiteral("by surface"))->parent());
+    QVERIFY(options);
+    QCOMPARE(options->title(), QStringLiteral("Options"));
+    QVERIFY(options->height() <= 100);
+    QVERIFY(Global::outliner()->height() >= 100);
+}
+
+void WindowTest::nothingIsClipped_data()
+{
+    QTest::addColumn<QSize>("size");
+    QTest::newRow("at its smallest") << QSize(1, 1);
+    QTest::newRow("as it starts") << QSize(800, 600);
+    QTest::newRow("large") << QSize(1900, 1000);
+}
+
+void WindowTest::nothingIsClipped()
+{
+    QFETCH(QSize, size);
+    for (int kind = 0; kind < 5; ++kind)
+        m_app.global().addLayer(kind);
+    Global::mainWindow()->resize(size.expandedTo(Global::mainWindow()->minimumSizeHint()));
+    QApplication::processEvents();
+    for (const QAbstractButton *child : Global::mainWindow()->findChildren<QAbstractButton *>()) {
+        if (!child->isVisible() || child->text().isEmpty())
+            continue;
+        const int needed = child->fontMetrics().horizontalAdvance(child->text());
+        QVERIFY2(child->width() >= needed, qPrintable(child->text()));
+        QVERIFY2(child->height() >= child->fontMetrics().height(), qPrintable(child->text()));
+        const QWidget *parent = child->parentWidget();
+        QVERIFY2(parent->rect().contains(child->geometry()), qPrintable(child->text()));
+    }
+}
+
+void WindowTest::newSceneAsks_data()
+{
+    QTest::addColumn<int>("answer");
+    QTest::addColumn<int>("layersLeft");
+    QTest::newRow("save, then cancel the save dialog") << int(QMessageBox::Save) << 1;
+    QTest::newRow("discard") << int(QMessageBox::Discard) << 0;
+    QTest::newRow("cancel") << int(QMessageBox::Cancel) << 1;
+}
+
+void WindowTest::newSceneAsks()
+{
+    QFETCH(int, answer);
+    QFETCH(int, layersLeft);
+    m_app.global().addLayer(int(LayerKind::Relax));
+    Driver::answerMessageBox(QMessageBox::StandardButton(answer), [answer](QMessageBox *box) {
+        QCOMPARE(box->windowTitle(), QStringLiteral("Scene Not Saved?"));
+        QCOMPARE(box->informativeText(), QStringLiteral("Save Changed to untitled scene?"));
+        QCOMPARE(box->defaultButton(), box->button(QMessageBox::Save));
+        QCOMPARE(box->buttons().size(), 3);
+        if (answer == QMessageBox::Save)
+            Driver::whenShown<QFileDialog>([](QFileDialog *dialog) { dialog->reject(); });
+    });
+    Driver::key(Global::mainWindow(), Qt::Key_N, Qt::ControlModifier);
+    QTest::qWait(10);
+    QCOMPARE(int(Global::layers().size()), layersLeft);
+    QCOMPARE(Global::scenePath(), QStringLiteral("untitled"));
+}
+
+void WindowTest::cancelledDialogsChangeNothing()
+{
+    m_app.global().addLayer(int(LayerKind::Relax));
+    for (const Qt::Key key : { Qt::Key_O, Qt::Key_I, Qt::Key_S }) {
+        bool seen = false;
+        Driver::whenShown<QFileDialog>([&seen](QFileDialog *dialog) {
+            seen = true;
+            dialog->reject();
+        });
+        Driver::key(Global::mainWindow(), key, Qt::ControlModifier);
+        QVERIFY(seen);
+        QCOMPARE(Global::layers().size(), size_t(1));
+        QCOMPARE(Global::scenePath(), QStringLiteral("untitled"));
+        QCOMPARE(Global::alembicPath(), QStringLiteral("untitled"));
+    }
+}
+
+void WindowTest::saveAsRetitles()
+{
+    for (const char *name : { "first.pxm", "second.pxm" }) {
+        const QString path = m_folder.filePath(QString::fromLatin1(name));
+        Driver::answerFileDialog(path, [](QFileDialog *dialog) {
+            QCOMPARE(dialog->windowTitle(), QStringLiteral("Save File"));
+            QCOMPARE(dialog->nameFilters(), QStringList(QStringLiteral("Files(*.pxm)")));
+        });
+        Driver::key(Global::mainWindow(), Qt::Key_S, Qt::ControlModifier | Qt::ShiftModifier);
+        QCOMPARE(Global::mainWindow()->windowTitle(), QStringLiteral("Plexmold 1.0: ") + path);
+        QCOMPARE(QFile(path).size(), qint64(4 + 2 * 8 + 4)); // "untitled" and no layers
+    }
+    // A scene with a name is saved without a question.
+    QVERIFY(QFile::remove(Global::scenePath()));
+    Driver::key(Global::mainWindow(), Qt::Key_S, Qt::ControlModifier);
+    QVERIFY(QFile::exists(Global::scenePath()));
+}
+
+void WindowTest::exportWritesNothing()
+{
+    import(m_archive);
+    const QStringList before = QDir(m_folder.path()).entryList();
+    const qint64 size = QFile(m_archive).size();
+    Driver::key(Global::mainWindow(), Qt::Key_E, Qt::ControlModifier);
+    QVERIFY(!QApplication::activeModalWidget());
+    QCOMPARE(QDir(m_folder.path()).entryList(), before);
+    QCOMPARE(QFile(m_archive).size(), size);
+}
+
+void WindowTest::cotangentFlipsOnThePress()
+{
+    QAbstractButton *box = button(QStringLiteral("cotangent"));
+    const bool flag = MainWindow::cotangent();
+    const bool checked = box->isChecked();
+    const QPoint inside(8, box->height() / 2);
+    Driver::mouse(QTest::MousePress, box, inside, Qt::LeftButton);
+    QCOMPARE(MainWindow::cotangent(), !flag);
+    Driver::mouse(QTest::MouseMove, box, inside + QPoint(0, 60), Qt::NoButton);
+    Driver::mouse(QTest::MouseRelease, box, inside + QPoint(0, 60), Qt::LeftButton);
+    QCOMPARE(MainWindow::cotangent(), !flag); // deliberate: flag and box now disagree
+    QCOMPARE(box->isChecked(), checked);
+}
+
+void WindowTest::bySurfaceFlipsOnTheClick()
+{
+    QAbstractButton *box = button(QStringLiteral("by surface"));
+    for (const bool expected : { true, false }) {
+        Driver::mouse(QTest::MousePress, box, QPoint(8, box->height() / 2), Qt::LeftButton);
+        QCOMPARE(MainWindow::bySurface(), !expected);
+        Driver::mouse(QTest::MouseRelease, box, QPoint(8, box->height() / 2), Qt::LeftButton);
+        QCOMPARE(MainWindow::bySurface(), expected);
+        QCOMPARE(box->isChecked(), expected);
+    }
+}
+
+void WindowTest::saveMorphKeepsTheDisplayedPose()
+{
+    import(m_archive);
+    const PointArray startPose = Global::mesh()->restPoints();
+    QCOMPARE(int(startPose.size()), Global::mesh()->vertexCount());
+    Global::timeline()->setCurrentFrame(20);
+    PointArray displayed;
+    {
+        const MeshScope scope;
+        displayed = Global::mesh()->readBack<QVector4D>(Semantic::kPosition);
+    }
+    QVERIFY(displayed != startPose);
+    Driver::click(button(QStringLiteral("Save Morph")));
+    QVERIFY(Global::mesh()->restPoints() == displayed);
+}
+
+void WindowTest::importMovesTheTimeIntoTheRange()
+{
+    Global::timeControls()->setMaxTime(500);
+    Global::timeline()->setCurrentFrame(400);
+    import(m_archive);
+    const int start = Global::timeline()->minFrame();
+    QCOMPARE(Global::timeline()->maxFrame() - start, 47);
+    QCOMPARE(Global::timeline()->currentFrame(), start);
+    QCOMPARE(Global::timeline()->rangeStart(), start);
+    QCOMPARE(Global::timeline()->rangeEnd(), Global::timeline()->maxFrame());
+    for (const auto *field : Global::timeControls()->findChildren<QLineEdit *>())
+        QVERIFY(field->text() == QString::number(start) ||
+                field->text() == QString::number(Global::timeline()->maxFrame()));
+}
+
+void WindowTest::showShapes()
+{
+    QVERIFY(!Global::shapeBrowser()->isVisible());
+    action(QStringLiteral("&Show Shapes"))->trigger();
+    QVERIFY(QTest::qWaitForWindowExposed(Global::shapeBrowser()));
+    Global::shapeBrowser()->hide();
+}
+
+void WindowTest::licence()
+{
+    // The fixture ran without a key file, so the program runs on, unlicensed.
+    QVERIFY(Global::unlicensed());
+    QVERIFY(!Licence::isRightKey(QByteArray()));
+    QVERIFY(!Licence::isRightKey(Licence::keyFor("another machine")));
+
+    action(QStringLiteral("&Show Request Code"))->trigger();
+    auto *dialog = Global::mainWindow()->findChild<QDialog *>();
+    QVERIFY(dialog && dialog->isVisible());
+    const auto fields = dialog->findChildren<QLineEdit *>();
+    QLineEdit *key = fields.at(0)->isReadOnly() ? fields.at(1) : fields.at(0);
+    const QLineEdit *code = fields.at(0)->isReadOnly() ? fields.at(0) : fields.at(1);
+    QCOMPARE(code->text().toLatin1(), Licence::requestCode());
+
+    key->setText(QStringLiteral("wrong"));
+    Driver::key(dialog, Qt::Key_Return);
+    QVERIFY(Global::unlicensed());
+    QVERIFY(!QFile::exists(Licence::keyFilePath()));
+
+    key->setText(QString::fromLatin1(Licence::keyFor(Licence::requestCode())));
+    Global::mainWindow()->checkKey();
+    const bool licensed = Licence::isLicensed();
+    QFile::remove(Licence::keyFilePath()); // before a check can leave it to other tests
+    QVERIFY(licensed);
+    QVERIFY(!Global::unlicensed());
+    QVERIFY(!dialog->isVisible());
+}
+
+PLEXMOLD_TEST_MAIN(WindowTest)
+#include "WindowTest.moc"
