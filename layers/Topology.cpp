@@ -6,19 +6,145 @@
 
 #include <algorithm>
 #include <cmath>
+#include <memory>
+#include <numeric>
 #include <utility>
+
+#ifdef __linux__
+#include <sys/mman.h>
+#endif
 
 namespace {
 
 constexpr quint32 kNone = 0xFFFFFFFF;
 
-/// A face that passed the checks, wound as in the archive.
+/// Half of the time of building a large mesh's tables would go into the system's handing out of
+/// small pages, one by one, so that large ones are asked for.
+void preferLargePages([[maybe_unused]] void *memory, [[maybe_unused]] size_t bytes)
+{
+#ifdef MADV_HUGEPAGE
+    constexpr quintptr pageSize = 4096, worthwhile = 4 << 20;
+    const quintptr begin = (quintptr(memory) + pageSize - 1) & ~(pageSize - 1);
+    const quintptr end = (quintptr(memory) + bytes) & ~(pageSize - 1);
+    if (begin + worthwhile < end)
+        madvise(reinterpret_cast<void *>(begin), end - begin, MADV_HUGEPAGE);
+#endif
+}
+
+template <class Item> void reserveLarge(std::vector<Item> &items, size_t count)
+{
+    items.reserve(count);
+    preferLargePages(items.data(), items.capacity() * sizeof(Item));
+}
+
+/// One face, wound as in the archive.
 struct Face {
     const qint32 *corners;
     qint32 count;
 
     quint32 corner(qint32 i) const { return quint32(corners[i]); }
 };
+
+bool hasRepeatedCorner(const Face &face)
+{
+    constexpr qint32 few = 8; // comparing all with all is quicker than sorting
+    if (face.count <= few) {
+        for (qint32 i = 1; i < face.count; ++i) {
+            for (qint32 j = 0; j < i; ++j) {
+                if (face.corners[i] == face.corners[j])
+                    return true;
+            }
+        }
+        return false;
+    }
+    std::vector<qint32> sorted(face.corners, face.corners + face.count);
+    std::sort(sorted.begin(), sorted.end());
+    return std::adjacent_find(sorted.begin(), sorted.end()) != sorted.end();
+}
+
+/// The faces of the archive's lists that can be used, and what they add up to.
+class FaceList {
+public:
+    FaceList(int vertexCount, const std::vector<qint32> &indices, const std::vector<qint32> &counts)
+        : m_indices(indices)
+        , m_counts(counts)
+    {
+        reserveLarge(m_cornerCounts, size_t(vertexCount));
+        m_cornerCounts.resize(size_t(vertexCount), 0);
+        size_t number = 0, begin = 0;
+        for (const qint32 count : counts) {
+            const size_t corners = size_t(std::max(count, 0));
+            const bool fits = corners <= indices.size() - begin;
+            const Face face { indices.data() + begin, count };
+            if (fits && isUsable(face))
+                add(face);
+            else
+                m_dropped.push_back(number);
+            begin = fits ? begin + corners : indices.size();
+            ++number;
+        }
+    }
+
+    size_t droppedCount() const { return m_dropped.size(); }
+    size_t cornerCount() const { return m_cornerCount; }
+    size_t triangleCount() const { return m_triangleCount; }
+    const std::vector<quint32> &cornerCounts() const { return m_cornerCounts; } ///< by vertex
+
+    template <class Use> void forEach(Use use) const
+    {
+        auto nextDropped = m_dropped.begin();
+        size_t begin = 0;
+        for (size_t number = 0; number < m_counts.size(); ++number) {
+            const qint32 count = m_counts[number];
+            if (nextDropped != m_dropped.end() && *nextDropped == number)
+                ++nextDropped;
+            else
+                use(Face { m_indices.data() + begin, count });
+            begin += size_t(std::max(count, 0));
+        }
+    }
+
+private:
+    bool isUsable(const Face &face) const
+    {
+        if (face.count < 3)
+            return false;
+        for (qint32 i = 0; i < face.count; ++i) {
+            if (face.corner(i) >= m_cornerCounts.size()) // one below zero is huge here
+                return false;
+        }
+        return !hasRepeatedCorner(face);
+    }
+
+    void add(const Face &face)
+    {
+        for (qint32 i = 0; i < face.count; ++i)
+            ++m_cornerCounts[face.corner(i)];
+        m_cornerCount += size_t(face.count);
+        m_triangleCount += size_t(face.count - 2);
+    }
+
+    const std::vector<qint32> &m_indices;
+    const std::vector<qint32> &m_counts;
+    std::vector<quint32> m_cornerCounts;
+    std::vector<size_t> m_dropped; ///< numbers of faces, ascending
+    size_t m_cornerCount = 0;
+    size_t m_triangleCount = 0;
+};
+
+std::vector<quint32> fanTriangles(const FaceList &faces)
+{
+    std::vector<quint32> triangles;
+    reserveLarge(triangles, 3 * faces.triangleCount());
+    faces.forEach([&](const Face &face) {
+        for (qint32 i = 1; i + 1 < face.count; ++i) {
+            triangles.push_back(face.corner(0));
+            triangles.push_back(face.corner(i + 1));
+            triangles.push_back(face.corner(i));
+        }
+    });
+    return triangles;
+}
 
 /// What one face says about one of its corners.
 struct Corner {
@@ -27,107 +153,40 @@ struct Corner {
     quint32 opposite; ///< of a face with four corners, else kNone
 };
 
-/// Tells faces that can be used from broken ones.
-class FaceCheck {
-public:
-    explicit FaceCheck(int vertexCount)
-        : m_lastFace(size_t(vertexCount), 0)
-    {
-    }
-
-    bool accepts(const Face &face)
-    {
-        ++m_face;
-        return std::all_of(face.corners, face.corners + face.count, [this](qint32 vertex) {
-            if (vertex < 0 || size_t(vertex) >= m_lastFace.size())
-                return false;
-            return std::exchange(m_lastFace[size_t(vertex)], m_face) != m_face;
-        });
-    }
-
-private:
-    std::vector<quint32> m_lastFace; ///< the face that named this vertex last
-    quint32 m_face = 0;
-};
-
-std::vector<Face> usableFaces(int vertexCount, const std::vector<qint32> &indices,
-                              const std::vector<qint32> &counts)
-{
-    std::vector<Face> faces;
-    faces.reserve(counts.size());
-    FaceCheck check(vertexCount);
-    size_t begin = 0;
-    for (const qint32 count : counts) {
-        const size_t corners = size_t(std::max(count, 0));
-        const bool fits = corners <= indices.size() - begin;
-        const Face face { indices.data() + begin, count };
-        if (fits && count >= 3 && check.accepts(face))
-            faces.push_back(face);
-        begin = fits ? begin + corners : indices.size();
-    }
-    if (faces.size() < counts.size()) {
-        qCDebug(lcLayers).noquote() << "faces dropped for too few, repeated or missing corners:"
-                                    << counts.size() - faces.size();
-    }
-    return faces;
-}
-
-std::vector<quint32> fanTriangles(const std::vector<Face> &faces)
-{
-    size_t triangleCount = 0;
-    for (const Face &face : faces)
-        triangleCount += size_t(face.count - 2);
-
-    std::vector<quint32> triangles;
-    triangles.reserve(3 * triangleCount);
-    for (const Face &face : faces) {
-        for (qint32 i = 1; i + 1 < face.count; ++i)
-            triangles.insert(triangles.end(),
-                             { face.corner(0), face.corner(i + 1), face.corner(i) });
-    }
-    return triangles;
-}
-
 /// Every face corner, grouped by vertex, in face order.
 class CornerTable {
 public:
-    CornerTable(int vertexCount, const std::vector<Face> &faces)
-        : m_ends(size_t(vertexCount) + 1, 0)
+    explicit CornerTable(const FaceList &faces)
+        : m_ends(faces.cornerCounts())
+        , m_corners(std::make_unique_for_overwrite<Corner[]>(faces.cornerCount()))
     {
-        for (const Face &face : faces) {
-            for (qint32 i = 0; i < face.count; ++i)
-                ++m_ends[face.corner(i) + 1];
-        }
-        for (size_t v = 0; v < size_t(vertexCount); ++v)
-            m_ends[v + 1] += m_ends[v];
+        preferLargePages(m_corners.get(), faces.cornerCount() * sizeof(Corner));
         // Filling moves each vertex's start up to its end, which is the next vertex's start.
-        m_corners.resize(m_ends.back());
-        m_ends.pop_back();
-        for (const Face &face : faces)
-            addCorners(face);
+        std::exclusive_scan(m_ends.begin(), m_ends.end(), m_ends.begin(), 0u);
+        faces.forEach([this](const Face &face) { addCorners(face); });
     }
 
     const Corner *begin(size_t vertex) const
     {
-        return m_corners.data() + (vertex ? m_ends[vertex - 1] : 0);
+        return m_corners.get() + (vertex ? m_ends[vertex - 1] : 0);
     }
-    const Corner *end(size_t vertex) const { return m_corners.data() + m_ends[vertex]; }
-    size_t size() const { return m_corners.size(); }
+    const Corner *end(size_t vertex) const { return m_corners.get() + m_ends[vertex]; }
 
 private:
     void addCorners(const Face &face)
     {
-        const qint32 last = face.count - 1;
-        for (qint32 i = 0; i <= last; ++i) {
-            Corner &corner = m_corners[m_ends[face.corner(i)]++];
-            corner.next = face.corner(i == last ? 0 : i + 1);
-            corner.previous = face.corner(i == 0 ? last : i - 1);
-            corner.opposite = last == 3 ? face.corner((i + 2) % 4) : kNone;
+        const bool quad = face.count == 4;
+        quint32 previous = face.corner(face.count - 1);
+        for (qint32 i = 0; i < face.count; ++i) {
+            const quint32 vertex = face.corner(i);
+            const quint32 next = face.corner(i + 1 < face.count ? i + 1 : 0);
+            m_corners[m_ends[vertex]++] = { next, previous, quad ? face.corner(i ^ 2) : kNone };
+            previous = vertex;
         }
     }
 
-    std::vector<size_t> m_ends;
-    std::vector<Corner> m_corners;
+    std::vector<quint32> m_ends;
+    std::unique_ptr<Corner[]> m_corners;
 };
 
 /// Chains the corners of one vertex after the other into rings. Its tables are as long as the mesh
@@ -135,13 +194,18 @@ private:
 class RingWalk {
 public:
     explicit RingWalk(int vertexCount)
-        : m_neighbours(size_t(vertexCount))
+        : m_vertexCount(vertexCount)
     {
     }
 
     /// Appends the neighbours of the vertex whose corners these are.
     void append(const Corner *begin, const Corner *end, std::vector<quint32> &ring)
     {
+        constexpr std::ptrdiff_t few = 8; // searching all corners is quicker than linking them
+        const size_t before = ring.size();
+        if (begin == end || (end - begin <= few && appendOneFan(begin, end, ring)))
+            return;
+        ring.resize(before);
         m_corners = begin;
         link(quint32(end - begin));
         // Open fans first, from the border neighbour that no corner leads to.
@@ -156,6 +220,37 @@ public:
     }
 
 private:
+    /// Whether the corners form a single fan, which then is in the ring.
+    static bool appendOneFan(const Corner *begin, const Corner *end, std::vector<quint32> &ring)
+    {
+        const size_t before = ring.size();
+        if (appendFan(begin, begin, end, ring))
+            return true;
+        const Corner *start = std::find_if(begin, end, [=](const Corner &corner) {
+            return std::none_of(begin, end,
+                                [&](const Corner &c) { return c.previous == corner.next; });
+        });
+        ring.resize(before);
+        return start != end && appendFan(start, begin, end, ring);
+    }
+
+    /// Whether the fan from this corner on takes up all corners.
+    static bool appendFan(const Corner *start, const Corner *begin, const Corner *end,
+                          std::vector<quint32> &ring)
+    {
+        const Corner *at = start;
+        for (std::ptrdiff_t left = end - begin; left > 0; --left) {
+            ring.push_back(at->next);
+            const quint32 border = at->previous;
+            at = std::find_if(begin, end, [=](const Corner &c) { return c.next == border; });
+            if (at == end)
+                ring.push_back(border);
+            if (at == end || at == start)
+                return left == 1;
+        }
+        return false;
+    }
+
     struct Neighbour {
         quint32 stamp = 0;
         quint32 firstCorner = kNone; ///< of those not yet walked that start at this neighbour
@@ -174,6 +269,7 @@ private:
     void link(quint32 cornerCount)
     {
         ++m_stamp;
+        m_neighbours.resize(size_t(m_vertexCount)); // most meshes never come here
         m_nextCorner.resize(std::max(m_nextCorner.size(), size_t(cornerCount)));
         for (quint32 i = cornerCount; i-- > 0;) {
             Neighbour &start = fresh(m_corners[i].next);
@@ -199,7 +295,8 @@ private:
         }
     }
 
-    std::vector<Neighbour> m_neighbours;
+    int m_vertexCount;
+    std::vector<Neighbour> m_neighbours; ///< by vertex
     std::vector<quint32> m_nextCorner; ///< of those that start at the same neighbour
     const Corner *m_corners = nullptr;
     quint32 m_stamp = 0;
@@ -211,7 +308,7 @@ public:
     NeighbourTable(int vertexCount, size_t expectedNeighbours)
         : m_offsetCount(size_t(vertexCount) + 1)
     {
-        m_entries.reserve(m_offsetCount + expectedNeighbours);
+        reserveLarge(m_entries, m_offsetCount + expectedNeighbours);
         m_entries.resize(m_offsetCount, 0);
     }
 
@@ -223,128 +320,55 @@ private:
     std::vector<quint32> m_entries;
 };
 
-void sortUnique(std::vector<quint32> &values, size_t begin)
-{
-    const auto first = values.begin() + std::ptrdiff_t(begin);
-    std::sort(first, values.end());
-    values.erase(std::unique(first, values.end()), values.end());
-}
-
-/// The neighbours of one vertex in a finished table.
-class NeighbourRange {
+/// Few values in ascending order, each once. For the usual eight springs this is quicker than
+/// sorting them afterwards.
+class SmallSet {
 public:
-    NeighbourRange(const std::vector<quint32> &table, size_t vertexCount, size_t vertex)
-        : m_begin(table.data() + vertexCount + 1 + table[vertex])
-        , m_end(table.data() + vertexCount + 1 + table[vertex + 1])
+    static constexpr size_t kCapacity = 16;
+
+    void insert(quint32 value)
     {
+        size_t place = m_size;
+        while (place > 0 && m_values[place - 1] > value)
+            --place;
+        if (place > 0 && m_values[place - 1] == value)
+            return;
+        for (size_t i = m_size++; i > place; --i)
+            m_values[i] = m_values[i - 1];
+        m_values[place] = value;
     }
-    const quint32 *begin() const { return m_begin; }
-    const quint32 *end() const { return m_end; }
+    const quint32 *begin() const { return m_values; }
+    const quint32 *end() const { return m_values + m_size; }
 
 private:
-    const quint32 *m_begin;
-    const quint32 *m_end;
+    quint32 m_values[kCapacity];
+    size_t m_size = 0;
 };
 
-using Pairs = std::vector<std::pair<quint32, quint32>>;
-
-bool offsetsFit(const std::vector<quint32> &table, size_t vertexCount)
+/// Appends the springs of one vertex: its ring and the opposites of its corners.
+void appendSprings(const quint32 *ring, size_t ringSize, const Corner *begin, const Corner *end,
+                   std::vector<quint32> &springs)
 {
-    const size_t offsetCount = vertexCount + 1;
-    if (table.size() < offsetCount)
-        return false;
-    const auto offsetsEnd = table.begin() + std::ptrdiff_t(offsetCount);
-    return table.front() == 0 && std::is_sorted(table.begin(), offsetsEnd) &&
-        *(offsetsEnd - 1) == table.size() - offsetCount;
-}
-
-/// Every (vertex, neighbour) of a table whose offsets fit.
-Pairs neighbourPairs(const std::vector<quint32> &table, size_t vertexCount)
-{
-    Pairs pairs;
-    pairs.reserve(table.size() - vertexCount - 1);
-    for (size_t v = 0; v < vertexCount; ++v) {
-        for (const quint32 neighbour : NeighbourRange(table, vertexCount, v))
-            pairs.emplace_back(quint32(v), neighbour);
+    if (ringSize + size_t(end - begin) <= SmallSet::kCapacity) {
+        SmallSet set;
+        for (size_t i = 0; i < ringSize; ++i)
+            set.insert(ring[i]);
+        for (const Corner *corner = begin; corner != end; ++corner) {
+            if (corner->opposite != kNone)
+                set.insert(corner->opposite);
+        }
+        for (const quint32 spring : set)
+            springs.push_back(spring);
+        return;
     }
-    return pairs;
-}
-
-Pairs reversed(Pairs pairs)
-{
-    for (auto &[from, to] : pairs)
-        std::swap(from, to);
-    std::sort(pairs.begin(), pairs.end());
-    return pairs;
-}
-
-bool hasRepeats(const Pairs &sorted)
-{
-    return std::adjacent_find(sorted.begin(), sorted.end()) != sorted.end();
-}
-
-/// Sorted pairs that name each other, never a vertex itself, never twice, never past the mesh.
-QString relationFault(const Pairs &sorted, size_t vertexCount)
-{
-    for (const auto &[vertex, neighbour] : sorted) {
-        if (neighbour >= vertexCount)
-            return QStringLiteral("vertex %1 has a neighbour past the mesh").arg(vertex);
-        if (neighbour == vertex)
-            return QStringLiteral("vertex %1 is its own neighbour").arg(vertex);
+    const auto first = std::ptrdiff_t(springs.size());
+    springs.insert(springs.end(), ring, ring + ringSize);
+    for (const Corner *corner = begin; corner != end; ++corner) {
+        if (corner->opposite != kNone)
+            springs.push_back(corner->opposite);
     }
-    if (hasRepeats(sorted))
-        return QStringLiteral("a neighbour is listed twice");
-    return reversed(sorted) == sorted ? QString()
-                                      : QStringLiteral("a neighbour does not list its vertex");
-}
-
-QString triangleFault(const std::vector<quint32> &triangles, size_t vertexCount)
-{
-    if (triangles.size() % 3 != 0)
-        return QStringLiteral("a triangle lacks a corner");
-    for (size_t i = 0; i < triangles.size(); i += 3) {
-        const quint32 a = triangles[i], b = triangles[i + 1], c = triangles[i + 2];
-        if (a == b || b == c || c == a)
-            return QStringLiteral("triangle %1 repeats a corner").arg(i / 3);
-        if (std::max({ a, b, c }) >= vertexCount)
-            return QStringLiteral("triangle %1 has a corner past the mesh").arg(i / 3);
-    }
-    return QString();
-}
-
-/// Whether the edges are exactly the neighbour pairs, each in one of its directions.
-bool edgesMatch(const std::vector<quint32> &edges, const Pairs &ringPairs)
-{
-    Pairs both;
-    both.reserve(edges.size());
-    for (size_t i = 0; i + 1 < edges.size(); i += 2) {
-        both.emplace_back(edges[i], edges[i + 1]);
-        both.emplace_back(edges[i + 1], edges[i]);
-    }
-    std::sort(both.begin(), both.end());
-    return edges.size() % 2 == 0 && both == ringPairs;
-}
-
-QString firstFault(const Topology &topology)
-{
-    const auto vertexCount = size_t(topology.vertexCount());
-    if (!offsetsFit(topology.rings(), vertexCount) ||
-        !offsetsFit(topology.constraints(), vertexCount))
-        return QStringLiteral("a table's offsets do not fit its entries");
-
-    const Pairs rings = reversed(reversed(neighbourPairs(topology.rings(), vertexCount)));
-    const Pairs springs = neighbourPairs(topology.constraints(), vertexCount);
-    if (!std::is_sorted(springs.begin(), springs.end()))
-        return QStringLiteral("constraints are not in ascending order");
-    for (const Pairs *pairs : { &rings, &springs }) {
-        if (const QString fault = relationFault(*pairs, vertexCount); !fault.isEmpty())
-            return fault;
-    }
-    if (!std::includes(springs.begin(), springs.end(), rings.begin(), rings.end()))
-        return QStringLiteral("a ring neighbour has no constraint");
-    if (!edgesMatch(topology.edges(), rings))
-        return QStringLiteral("edges and rings differ");
-    return triangleFault(topology.triangles(), vertexCount);
+    std::sort(springs.begin() + first, springs.end());
+    springs.erase(std::unique(springs.begin() + first, springs.end()), springs.end());
 }
 
 } // namespace
@@ -360,32 +384,32 @@ void Topology::build(int vertexCount, const std::vector<qint32> &faceIndices,
                      const std::vector<qint32> &faceCounts)
 {
     m_vertexCount = std::max(vertexCount, 0);
-    const std::vector<Face> faces = usableFaces(m_vertexCount, faceIndices, faceCounts);
+    const FaceList faces(m_vertexCount, faceIndices, faceCounts);
+    if (faces.droppedCount() > 0) {
+        qCDebug(lcLayers).noquote()
+            << "faces dropped for too few, repeated or missing corners:" << faces.droppedCount();
+    }
     m_triangles = fanTriangles(faces);
-    const CornerTable corners(m_vertexCount, faces);
+    const CornerTable corners(faces);
 
     // A closed mesh has one neighbour per corner; a border adds a few.
-    const size_t expected = corners.size() + corners.size() / 16;
+    const size_t expected = faces.cornerCount() + faces.cornerCount() / 16;
     NeighbourTable rings(m_vertexCount, expected);
     NeighbourTable constraints(m_vertexCount, 2 * expected);
     m_edges.clear();
-    m_edges.reserve(expected);
+    reserveLarge(m_edges, expected);
     RingWalk walk(m_vertexCount);
     for (size_t v = 0; v < size_t(m_vertexCount); ++v) {
         std::vector<quint32> &ring = rings.entries();
-        std::vector<quint32> &springs = constraints.entries();
-        const auto ringBegin = std::ptrdiff_t(ring.size());
-        const size_t springsBegin = springs.size();
+        const size_t ringBegin = ring.size();
         walk.append(corners.begin(v), corners.end(v), ring);
-        springs.insert(springs.end(), ring.begin() + ringBegin, ring.end());
-        for (const Corner *corner = corners.begin(v); corner != corners.end(v); ++corner) {
-            if (corner->opposite != kNone)
-                springs.push_back(corner->opposite);
-        }
-        sortUnique(springs, springsBegin);
-        for (auto neighbour = ring.begin() + ringBegin; neighbour != ring.end(); ++neighbour) {
-            if (*neighbour > v)
-                m_edges.insert(m_edges.end(), { quint32(v), *neighbour });
+        appendSprings(ring.data() + ringBegin, ring.size() - ringBegin, corners.begin(v),
+                      corners.end(v), constraints.entries());
+        for (size_t i = ringBegin; i < ring.size(); ++i) {
+            if (ring[i] > v) {
+                m_edges.push_back(quint32(v));
+                m_edges.push_back(ring[i]);
+            }
         }
         rings.close(v);
         constraints.close(v);
@@ -416,19 +440,11 @@ std::vector<float> Topology::surfaceFalloff(int hitVertex, const PointArray &pos
     };
     visit(quint32(hitVertex));
     for (size_t i = 0; i < reached.size(); ++i) {
-        for (const quint32 neighbour : NeighbourRange(m_rings, falloff.size(), reached[i]))
-            visit(neighbour);
+        const quint32 *offsets = m_rings.data() + reached[i];
+        for (quint32 k = offsets[0]; k < offsets[1]; ++k)
+            visit(m_rings[falloff.size() + 1 + k]);
     }
     return falloff;
-}
-
-bool Topology::validate(QString *fault) const
-{
-    const bool untouched = m_vertexCount == 0 && m_rings.empty() && m_triangles.empty();
-    const QString found = untouched ? QString() : firstFault(*this);
-    if (fault)
-        *fault = found;
-    return found.isEmpty();
 }
 
 float brushFalloff(float squaredDistance, float squaredRadius)
