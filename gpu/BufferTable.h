@@ -7,22 +7,27 @@
 /// The sixteen storage buffers. A row's index is its binding point in every kernel
 /// (shaders/computeShaders/common/bindings.glsl, compared by a test).
 namespace Semantic {
-inline constexpr QLatin1String kPosition("position");
-inline constexpr QLatin1String kNormal("normal");
-inline constexpr QLatin1String kUv("uv");
-inline constexpr QLatin1String kMask("mask");
-inline constexpr QLatin1String kTriangleVertices("triangleVertices");
-inline constexpr QLatin1String kRingVertices("ringVertices");
-inline constexpr QLatin1String kDeltas("deltas");
-inline constexpr QLatin1String kFalloff("falloff");
-inline constexpr QLatin1String kBackupPoints("backupPoints");
-inline constexpr QLatin1String kBrush("brush");
-inline constexpr QLatin1String kArea("area");
-inline constexpr QLatin1String kBrushMatrix("brushMatrix");
-inline constexpr QLatin1String kTriangleHit("triangleHit");
-inline constexpr QLatin1String kBasePoints("basePoints");
-inline constexpr QLatin1String kOffsetPoints("offsetPoints");
-inline constexpr QLatin1String kConstraints("constraints");
+/// The constructor from a plain text is a constant expression for one of our compilers only.
+template <int Size> constexpr QLatin1String literal(const char (&text)[Size])
+{
+    return QLatin1String(text, Size - 1);
+}
+inline constexpr QLatin1String kPosition = literal("position");
+inline constexpr QLatin1String kNormal = literal("normal");
+inline constexpr QLatin1String kUv = literal("uv");
+inline constexpr QLatin1String kMask = literal("mask");
+inline constexpr QLatin1String kTriangleVertices = literal("triangleVertices");
+inline constexpr QLatin1String kRingVertices = literal("ringVertices");
+inline constexpr QLatin1String kDeltas = literal("deltas");
+inline constexpr QLatin1String kFalloff = literal("falloff");
+inline constexpr QLatin1String kBackupPoints = literal("backupPoints");
+inline constexpr QLatin1String kBrush = literal("brush");
+inline constexpr QLatin1String kArea = literal("area");
+inline constexpr QLatin1String kBrushMatrix = literal("brushMatrix");
+inline constexpr QLatin1String kTriangleHit = literal("triangleHit");
+inline constexpr QLatin1String kBasePoints = literal("basePoints");
+inline constexpr QLatin1String kOffsetPoints = literal("offsetPoints");
+inline constexpr QLatin1String kConstraints = literal("constraints");
 }
 
 enum class ElementType : int { Float = 0, Scalar = 1, UInt = 2, Brush = 3, Area = 4, Hit = 5 };

@@ -85,8 +85,8 @@ void GPUMesh::sculpt(const BrushSettings &brush, const QVector3D &moveVector)
     scope.set("Control", brush.control ? 1 : 0);
     scope.set("useContangent", brush.cotangent ? 1 : 0);
     if (alpha)
-        alpha->bind();
+        alpha->bind(0); // the sampler keeps its default unit
     dispatchItems(m_vertexCount);
     if (alpha)
-        alpha->release();
+        alpha->release(0);
 }
