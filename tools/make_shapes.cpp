@@ -60,7 +60,7 @@ double torus(Vec p)
 
 double dentedBox(Vec p)
 {
-    const double rounding = 0.6;
+    const double rounding = 0.85;
     const Vec side { std::abs(p.x) - 2.9 + rounding, std::abs(p.y - 1.9) - 1.9 + rounding,
                      std::abs(p.z) - 2.1 + rounding };
     const Vec outside { std::max(side.x, 0.0), std::max(side.y, 0.0), std::max(side.z, 0.0) };
@@ -91,7 +91,7 @@ double head(Vec p)
     d = join(d, ear, 0.2);
     d = join(d, rod(q, { 0, 0.9, -0.75 }, { 0, 3.0, -0.55 }, 1.0, 0.95), 0.5); // neck
     d = join(d, ellipsoid(q - Vec { 0, 0.1, -0.55 }, { 1.95, 1.25, 1.35 }), 0.6); // bust
-    return std::max(d, -p.y); // stands on the grid
+    return cut(d, p.y, 0.25); // stands on the grid
 }
 
 Vec slope(const Field &field, Vec p)

@@ -294,7 +294,7 @@ void ObjReaderTest::crowdedPosition()
     QVERIFY(clock.elapsed() < 20000); // searching all corners at a point takes minutes
 }
 
-// The folder holds OBJ files of other people, however deep; script/test names one when it has it.
+// Over OBJ files of other people, however deep in the folder that the environment names.
 void ObjReaderTest::corpus()
 {
     const QString folder = qEnvironmentVariable("PLEXMOLD_OBJ_CORPUS");
