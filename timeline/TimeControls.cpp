@@ -6,6 +6,7 @@
 #include "widgets/IntFieldGrp.h"
 
 #include <QGroupBox>
+#include <QLineEdit>
 #include <QPushButton>
 #include <QVBoxLayout>
 
@@ -13,6 +14,18 @@ namespace {
 
 constexpr int kFirstFrame = 0;
 constexpr int kLastFrame = 24;
+
+/// Writes a limit back into its field, which may be the one that is being typed in: its cursor
+/// stays where it was, or behind a text that had to change.
+void writeBack(IntFieldGrp &row, int frame)
+{
+    QLineEdit &field = *row.field();
+    if (field.text() == QString::number(frame))
+        return;
+    row.setValue(frame);
+    if (field.hasFocus())
+        field.end(false);
+}
 
 } // namespace
 
@@ -32,6 +45,7 @@ TimeControls::TimeControls()
     rows->addLayout(m_time);
     rows->addWidget(play);
     auto *column = new QVBoxLayout(this);
+    column->setContentsMargins(0, 0, 0, 0);
     column->addWidget(group);
 
     m_min->setValue(kFirstFrame);
@@ -61,8 +75,8 @@ void TimeControls::setMaxTime(int frame)
 // changes, so this ends.
 void TimeControls::showLimits()
 {
-    m_min->setValue(Global::timeline()->minFrame());
-    m_max->setValue(Global::timeline()->maxFrame());
+    writeBack(*m_min, Global::timeline()->minFrame());
+    writeBack(*m_max, Global::timeline()->maxFrame());
 }
 
 void TimeControls::refreshRange()
