@@ -76,9 +76,9 @@ void writeArray(QDataStream &stream, const std::vector<Item> &items, int itemByt
 void readPadded(QDataStream &stream, char *bytes, int count, int itemBytes)
 {
     const int got = std::max(stream.readRawData(bytes, count), 0);
-    const int brokenField = got % itemBytes % 8;
+    const int whole = got - got % itemBytes % 8;
     if (got < count)
-        std::memset(bytes + got - brokenField, 0, size_t(count - got + brokenField));
+        std::memset(bytes + whole, 0, size_t(count) - size_t(whole));
 }
 
 template <class Item, class Get>

@@ -23,11 +23,10 @@ constexpr quint32 kNone = 0xFFFFFFFF;
 void preferLargePages([[maybe_unused]] void *memory, [[maybe_unused]] size_t bytes)
 {
 #ifdef MADV_HUGEPAGE
-    constexpr quintptr pageSize = 4096, worthwhile = 4 << 20;
-    const quintptr begin = (quintptr(memory) + pageSize - 1) & ~(pageSize - 1);
-    const quintptr end = (quintptr(memory) + bytes) & ~(pageSize - 1);
-    if (begin + worthwhile < end)
-        madvise(reinterpret_cast<void *>(begin), end - begin, MADV_HUGEPAGE);
+    constexpr size_t pageSize = 4096, worthwhile = 4 << 20;
+    const size_t toPageStart = -quintptr(memory) & (pageSize - 1);
+    if (bytes >= worthwhile)
+        madvise(static_cast<char *>(memory) + toPageStart, bytes - toPageStart, MADV_HUGEPAGE);
 #endif
 }
 

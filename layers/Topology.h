@@ -7,8 +7,8 @@
 #include <vector>
 
 /// Triangles, wireframe edges, one-rings and cloth springs of the merged mesh, as flat index tables
-/// in the layouts that the kernels read. Built once per import from polygon face lists; points move,
-/// topology does not.
+/// in the layouts that the kernels read. Built once per import from polygon face lists; points
+/// move, topology does not.
 ///
 /// Archive faces wind clockwise seen from outside; the tables here are turned, so that a triangle
 /// (A, B, C) is counter-clockwise from outside and cross(B − A, C − A) points out.
@@ -35,7 +35,8 @@ public:
     int vertexCount() const { return m_vertexCount; }
     int triangleCount() const { return int(m_triangles.size() / 3); }
     const std::vector<quint32> &triangles() const { return m_triangles; } ///< three per triangle
-    const std::vector<quint32> &edges() const { return m_edges; } ///< polygon edges, pairs, each once
+    /// Polygon edges as pairs of vertices, each once.
+    const std::vector<quint32> &edges() const { return m_edges; }
     /// Neighbours along polygon edges in cyclic order: cross(y, x) of consecutive neighbour
     /// directions x, y points out; a border vertex's ring runs from one border edge to the other; a
     /// vertex of several fans lists them one after another. Each neighbour once.
@@ -43,8 +44,8 @@ public:
     /// Ring neighbours plus the opposite corners of quads, ascending, each once.
     const std::vector<quint32> &constraints() const { return m_constraints; }
 
-    /// Brush weight per vertex, walking from `hitVertex` along the ring through vertices closer than
-    /// `radius` to it; each vertex reached gets brushFalloff() of its straight distance, all
+    /// Brush weight per vertex, walking from `hitVertex` along the ring through vertices closer
+    /// than `radius` to it; each vertex reached gets brushFalloff() of its straight distance, all
     /// others 0. All zeros when the vertex or the point count does not fit.
     std::vector<float> surfaceFalloff(int hitVertex, const PointArray &positions,
                                       float radius) const;

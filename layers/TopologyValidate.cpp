@@ -96,7 +96,7 @@ QString firstFault(const Topology &topology)
     if (!std::is_sorted(springs.begin(), springs.end()))
         return QStringLiteral("constraints are not in ascending order");
     for (const Pairs *pairs : { &rings, &springs }) {
-        if (const QString fault = relationFault(*pairs, vertexCount); !fault.isEmpty())
+        if (QString fault = relationFault(*pairs, vertexCount); !fault.isEmpty())
             return fault;
     }
     if (!std::includes(springs.begin(), springs.end(), rings.begin(), rings.end()))

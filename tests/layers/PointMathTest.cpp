@@ -1,0 +1,36 @@
+#include "layers/PointMath.h"
+#include "support/TestMeshes.h"
+
+#include <QtTest>
+
+class PointMathTest : public QObject {
+    Q_OBJECT
+
+private slots:
+    void boundsPassOverBrokenPoints();
+    void noFinitePointHasNoBounds();
+};
+
+void PointMathTest::boundsPassOverBrokenPoints()
+{
+    // Far from the origin on one side, so that a box begun at zero would show.
+    TestMesh mesh = testNaNPoint();
+    for (QVector4D &point : mesh.points)
+        point += QVector4D(10, -10, 5, 0);
+    const std::optional<PointBounds> bounds = boundsOf(mesh.points);
+    QVERIFY(bounds.has_value());
+    QCOMPARE(bounds->low, QVector3D(9, -11, bounds->low.z()));
+    QCOMPARE(bounds->high, QVector3D(11, -9, bounds->high.z()));
+    QVERIFY(bounds->low.z() >= 4.9f && bounds->low.z() < bounds->high.z());
+    QVERIFY(bounds->high.z() <= 5.1f);
+}
+
+void PointMathTest::noFinitePointHasNoBounds()
+{
+    QVERIFY(!boundsOf({}).has_value());
+    QVERIFY(!boundsOf({ testNaNPoint().points[12], testNaNPoint().points[0] }).has_value());
+    QVERIFY(isFinitePoint(testNaNPoint().points[1]));
+}
+
+QTEST_APPLESS_MAIN(PointMathTest)
+#include "PointMathTest.moc"
