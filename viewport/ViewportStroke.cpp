@@ -7,6 +7,7 @@
 #include "layers/CommandStack.h"
 #include "layers/Layer.h"
 #include "layers/MaskCommand.h"
+#include "layers/PointMath.h"
 #include "layers/SculptCommand.h"
 #include "layers/StrokeBrush.h"
 #include "timeline/Timeline.h"
@@ -25,7 +26,13 @@ std::unique_ptr<Command> strokeCommand(Layer *layer)
     GPUMesh &mesh = *Global::mesh();
     if (paintsMask(BrushType(Global::currentBrush())))
         return std::make_unique<MaskCommand>(layer, mesh.readBack<float>(Semantic::kMask));
-    return std::make_unique<SculptCommand>(layer, mesh.readBack<QVector4D>(Semantic::kDeltas));
+    PointArray deltas = mesh.readBack<QVector4D>(Semantic::kDeltas);
+    // Smoothing a vertex without neighbours gives no number, which no undo could take back.
+    for (QVector4D &delta : deltas) {
+        if (!isFinitePoint(delta))
+            delta = {};
+    }
+    return std::make_unique<SculptCommand>(layer, std::move(deltas));
 }
 
 PointArray importedPoints()
