@@ -6,6 +6,8 @@
 struct RangeMargins {
     int left = 0;
     int right = 0;
+
+    bool operator==(const RangeMargins &other) const = default;
 };
 
 /// How far one end of a bar may move inwards when `wanted` pixels are asked for: a bar never gets

@@ -101,7 +101,6 @@ private slots:
     void typedFramesAndShownFrames();
     void limitsPushEachOther();
     void resetTellsOneRange();
-    void steppingFollowsTheShownRange();
     void sliderEnds();
     void sliderBody();
     void sliderEndsNeverSqueezeTheBar();
@@ -381,19 +380,6 @@ void TimeWidgetsTest::resetTellsOneRange()
         QCOMPARE(field("Time")->text(), QStringLiteral("0"));
         QCOMPARE(ruler().currentFrame(), 0);
     }
-}
-
-void TimeWidgetsTest::steppingFollowsTheShownRange()
-{
-    ruler().setRangeStart(5);
-    ruler().setRangeEnd(7);
-    ruler().setCurrentFrame(6);
-    ruler().nextFrame();
-    QCOMPARE(ruler().currentFrame(), 7);
-    ruler().nextFrame();
-    QCOMPARE(ruler().currentFrame(), 5);
-    ruler().previousFrame();
-    QCOMPARE(ruler().currentFrame(), 5);
 }
 
 void TimeWidgetsTest::sliderEnds()
