@@ -135,11 +135,13 @@ std::vector<quint32> fanTriangles(const FaceList &faces)
 {
     std::vector<quint32> triangles;
     reserveLarge(triangles, 3 * faces.triangleCount());
+    triangles.resize(3 * faces.triangleCount());
+    quint32 *to = triangles.data();
     faces.forEach([&](const Face &face) {
         for (qint32 i = 1; i + 1 < face.count; ++i) {
-            triangles.push_back(face.corner(0));
-            triangles.push_back(face.corner(i + 1));
-            triangles.push_back(face.corner(i));
+            *to++ = face.corner(0);
+            *to++ = face.corner(i + 1);
+            *to++ = face.corner(i);
         }
     });
     return triangles;
