@@ -84,7 +84,7 @@ void evaluateStack()
     for (Layer *layer : Global::layers()) {
         LayerData &data = *layer->data();
         const float weight = layerWeight(data.keys(), frame, framesPerSecond) * data.intensity() *
-                             Global::globalEnvelope();
+            Global::globalEnvelope();
         applyLayer(mesh, data, weight, play);
     }
     mesh.updateNormals();

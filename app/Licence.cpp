@@ -43,5 +43,5 @@ bool Licence::store(const QByteArray &key)
 {
     QSaveFile file(keyFilePath());
     return file.open(QIODevice::WriteOnly) && file.write(key + '\n') == key.size() + 1 &&
-           file.commit();
+        file.commit();
 }

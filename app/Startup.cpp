@@ -6,6 +6,7 @@
 #include <QApplication>
 #include <QFile>
 #include <QFont>
+#include <QIcon>
 #include <QSurfaceFormat>
 
 void Startup::prepare()
@@ -23,6 +24,7 @@ void Startup::dress(QApplication &application)
 {
     Global::setUnlicensed(!Licence::isLicensed());
 
+    QApplication::setWindowIcon(QIcon(QStringLiteral(":/resources/Resources/plexmold.png")));
     QFile styleSheet(QStringLiteral(":/resources/Resources/darkorange.stylesheet"));
     if (styleSheet.open(QIODevice::ReadOnly))
         application.setStyleSheet(QString::fromLatin1(styleSheet.readAll()));

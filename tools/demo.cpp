@@ -20,10 +20,11 @@ public:
     void show(const Road::Station &station)
     {
         ++m_count;
-        const QString name = QStringLiteral("%1/%2-%3.png")
-                                 .arg(m_folder.path())
-                                 .arg(m_count, 2, 10, QLatin1Char('0'))
-                                 .arg(QString(station.name).replace(QLatin1Char(' '), QLatin1Char('-')));
+        const QString name =
+            QStringLiteral("%1/%2-%3.png")
+                .arg(m_folder.path())
+                .arg(m_count, 2, 10, QLatin1Char('0'))
+                .arg(QString(station.name).replace(QLatin1Char(' '), QLatin1Char('-')));
         Driver::screenshot().save(name);
         const bool good = station.good;
         m_failures += !good;

@@ -202,7 +202,7 @@ std::vector<V3d> bentArm(const std::vector<V3d> &rest, double bend)
     points.reserve(rest.size());
     const double c = std::cos(bend), s = std::sin(bend);
     for (const V3d &p : rest) {
-        const double weight = ease(-0.65, 0.65, p.x);
+        const double weight = ease(-3.0, 3.0, p.x);
         const V3d turned(c * p.x - s * p.y, s * p.x + c * p.y, p.z);
         points.push_back(p * (1.0 - weight) + turned * weight);
     }
@@ -212,7 +212,7 @@ std::vector<V3d> bentArm(const std::vector<V3d> &rest, double bend)
 /// Straight at frame 0, fully bent from frame 28 to 34, half open at the end.
 double armBend(int frame)
 {
-    return radians(125.0 * ease(0, 28, frame) - 65.0 * ease(34, 47, frame));
+    return radians(105.0 * ease(0, 28, frame) - 55.0 * ease(34, 47, frame));
 }
 
 constexpr int kSheet = 40;

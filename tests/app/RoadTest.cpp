@@ -1,5 +1,5 @@
-#include "support/AppFixture.h"
 #include "support/Road.h"
+#include "support/AppFixture.h"
 
 #include <QDataStream>
 #include <QProcess>
@@ -7,7 +7,8 @@
 
 #include <cstring>
 
-/// The road with real events in the real window, and what it leaves in the scene file, byte by byte.
+/// The road with real events in the real window, and what it leaves in the scene file, byte by
+/// byte.
 class RoadTest : public QObject {
     Q_OBJECT
 

@@ -124,8 +124,9 @@ void WindowTest::menus()
     QCOMPARE(entry->text(), QString::fromLatin1(QTest::currentDataTag()));
     QStringList found;
     for (const QAction *item : entry->menu()->actions())
-        found << (item->isSeparator() ? QStringLiteral("-")
-                                      : item->text() + QLatin1Char('|') + item->shortcut().toString());
+        found << (item->isSeparator()
+                      ? QStringLiteral("-")
+                      : item->text() + QLatin1Char('|') + item->shortcut().toString());
     QCOMPARE(found, items);
 }
 

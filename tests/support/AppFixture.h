@@ -10,8 +10,8 @@
 
 #include <memory>
 
-/// The whole program inside a test: the real start-up, the real windows shown. One per process, in a
-/// test whose main() is PLEXMOLD_TEST_MAIN.
+/// The whole program inside a test: the real start-up, the real windows shown. One per process, in
+/// a test whose main() is PLEXMOLD_TEST_MAIN.
 class AppFixture {
 public:
     AppFixture()

@@ -25,8 +25,7 @@ inline void mouse(QTest::MouseAction action, QWidget *widget, const QPoint &at,
                   Qt::MouseButton button, Qt::KeyboardModifiers modifiers = Qt::NoModifier)
 {
     QWidget *window = widget->window();
-    QTest::mouseEvent(action, window->windowHandle(), button, modifiers,
-                      widget->mapTo(window, at));
+    QTest::mouseEvent(action, window->windowHandle(), button, modifiers, widget->mapTo(window, at));
     QApplication::processEvents();
 }
 
@@ -61,7 +60,7 @@ inline void key(QWidget *widget, Qt::Key code, Qt::KeyboardModifiers modifiers =
 
 /// Calls `answer` with the next modal dialog of that class, once it shows; gives up after ten
 /// seconds, closing whatever is modal so that the test fails instead of hanging.
-template<class Dialog> void whenShown(const std::function<void(Dialog *)> &answer)
+template <class Dialog> void whenShown(const std::function<void(Dialog *)> &answer)
 {
     auto *timer = new QTimer(qApp);
     auto ticks = std::make_shared<int>(0);
@@ -81,7 +80,8 @@ template<class Dialog> void whenShown(const std::function<void(Dialog *)> &answe
 }
 
 /// Enters a path in the next file dialog and presses Return. The path is pasted, not typed: the
-/// completer's popup, which follows the typing when the folder has been read, would take the Return.
+/// completer's popup, which follows the typing when the folder has been read, would take the
+/// Return.
 inline void answerFileDialog(const QString &path,
                              const std::function<void(QFileDialog *)> &look = {})
 {

@@ -20,9 +20,9 @@
 
 #include <cmath>
 
-/// The main job from end to end, one station after the other, by mouse and keys alone: import, play,
-/// scrub, add a layer, stroke, ride, undo, redo, save, new, open. The demo takes its pictures at
-/// these stations, the test holds them to account.
+/// The main job from end to end, one station after the other, by mouse and keys alone: import,
+/// play, scrub, add a layer, stroke, ride, undo, redo, save, new, open. The demo takes its pictures
+/// at these stations, the test holds them to account.
 class Road {
 public:
     struct Station {
@@ -47,7 +47,10 @@ public:
         const int drawn = meshPixels(view()->grabFramebuffer());
         return { QStringLiteral("import"),
                  QStringLiteral("%1 vertices, frames %2 to %3, the mesh covers %4 pixels")
-                     .arg(vertices).arg(timeline()->minFrame()).arg(timeline()->maxFrame()).arg(drawn),
+                     .arg(vertices)
+                     .arg(timeline()->minFrame())
+                     .arg(timeline()->maxFrame())
+                     .arg(drawn),
                  vertices > 0 && drawn > 1000 };
     }
 
@@ -65,14 +68,15 @@ public:
         Driver::click(button);
         return { QStringLiteral("play"),
                  QStringLiteral("%1 frames were shown, stopped at frame %2")
-                     .arg(shown).arg(timeline()->currentFrame()),
+                     .arg(shown)
+                     .arg(timeline()->currentFrame()),
                  shown >= 5 && !timeline()->playing() };
     }
 
     Station scrub(int frame)
     {
         const int start = timeline()->currentFrame() == frame ? timeline()->rangeStart()
-                                                               : timeline()->currentFrame();
+                                                              : timeline()->currentFrame();
         Driver::drag(timeline(), rulerPixel(start), rulerPixel(frame), 6);
         return { QStringLiteral("scrub"),
                  QStringLiteral("the ruler stands at frame %1").arg(timeline()->currentFrame()),
@@ -86,7 +90,8 @@ public:
                 Driver::click(button);
         return { QStringLiteral("add a layer"),
                  QStringLiteral("%1 layer, selected, with a key at frame %2")
-                     .arg(Global::layers().size()).arg(timeline()->currentFrame()),
+                     .arg(Global::layers().size())
+                     .arg(timeline()->currentFrame()),
                  Global::layers().size() == 1 && Global::currentLayer() };
     }
 
@@ -101,7 +106,8 @@ public:
         const int moved = farPoints(before, layer().offsetPoints());
         return { QStringLiteral("stroke"),
                  QStringLiteral("%1 strokes of the standard brush moved %2 vertices")
-                     .arg(Global::commands()->undoCount()).arg(moved),
+                     .arg(Global::commands()->undoCount())
+                     .arg(moved),
                  moved > 0 && Global::commands()->undoCount() == 3 };
     }
 
@@ -119,7 +125,8 @@ public:
         }
         return { QStringLiteral("ride"),
                  QStringLiteral("at frame %1 the correction rides on the animation, off by %2")
-                     .arg(timeline()->currentFrame()).arg(error),
+                     .arg(timeline()->currentFrame())
+                     .arg(error),
                  scrubbed.good && error < 1e-4 };
     }
 
@@ -146,7 +153,8 @@ public:
         Driver::answerFileDialog(m_scenePath);
         Driver::key(window(), Qt::Key_S, Qt::ControlModifier);
         return { QStringLiteral("save"),
-                 QStringLiteral("%1, %2 bytes").arg(window()->windowTitle())
+                 QStringLiteral("%1, %2 bytes")
+                     .arg(window()->windowTitle())
                      .arg(QFile(m_scenePath).size()),
                  window()->windowTitle() == QStringLiteral("Plexmold 1.0: ") + m_scenePath &&
                      QFile::exists(m_scenePath) };
@@ -157,8 +165,10 @@ public:
         Driver::answerMessageBox(QMessageBox::Discard);
         Driver::key(window(), Qt::Key_N, Qt::ControlModifier);
         return { QStringLiteral("new scene"),
-                 QStringLiteral("%1 layers, %2 vertices, title \"%3\"").arg(Global::layers().size())
-                     .arg(Global::mesh()->vertexCount()).arg(window()->windowTitle()),
+                 QStringLiteral("%1 layers, %2 vertices, title \"%3\"")
+                     .arg(Global::layers().size())
+                     .arg(Global::mesh()->vertexCount())
+                     .arg(window()->windowTitle()),
                  Global::layers().empty() && Global::mesh()->vertexCount() == 0 &&
                      window()->windowTitle() == QLatin1String("Plexmold 1.0: untitled") };
     }
@@ -171,11 +181,14 @@ public:
             return { QStringLiteral("open"), QStringLiteral("no layer came back"), false };
         scrub(frame);
         const LayerData &opened = *Global::layers().front()->data();
-        const bool same = opened.basePoints() == m_savedBase && opened.offsetPoints() == m_savedOffset;
+        const bool same =
+            opened.basePoints() == m_savedBase && opened.offsetPoints() == m_savedOffset;
         const bool samePicture = view()->grabFramebuffer() == m_savedPicture;
         return { QStringLiteral("open"),
                  QStringLiteral("points as saved: %1, picture at frame %2 the same: %3")
-                     .arg(yesNo(same)).arg(timeline()->currentFrame()).arg(yesNo(samePicture)),
+                     .arg(yesNo(same))
+                     .arg(timeline()->currentFrame())
+                     .arg(yesNo(samePicture)),
                  same && samePicture };
     }
 
@@ -197,7 +210,8 @@ private:
     {
         const int first = timeline()->rangeStart();
         const int count = timeline()->rangeEnd() - first + 1;
-        return { int((frame - first + 0.5) * timeline()->width() / count), timeline()->height() / 2 };
+        return { int((frame - first + 0.5) * timeline()->width() / count),
+                 timeline()->height() / 2 };
     }
 
     static PointArray positions()
