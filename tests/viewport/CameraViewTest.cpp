@@ -1,4 +1,5 @@
 #include "Stage.h"
+#include "alembic/AlembicFile.h"
 #include "gpu/CameraWindow.h"
 #include "gpu/ImagePlane.h"
 #include "layers/Outliner.h"
@@ -336,6 +337,59 @@ private slots:
         QVERIFY(Global::cameraWindow() == window);
         choose(1);
         QVERIFY(window->isVisible());
+    }
+
+    void ofTwoCamerasOfOneNameTheFirstIsMeant()
+    {
+        const QString path = m_stage->path(QStringLiteral("twins.abc"));
+        {
+            archives::Writer writer(path);
+            for (const double x : { 3.0, 7.0 }) {
+                auto carrier = writer.xform(writer.top(), x < 5 ? "a" : "b",
+                                            { archives::translation(x, 0, 0) });
+                writer.camera(carrier, "twin", { 35 });
+            }
+        }
+        Stage::open(path);
+        for (const int row : { 1, 0 }) {
+            choose(row);
+            QCOMPARE(view()->matrices().view.inverted().map(QVector3D()), QVector3D(3, 0, 0));
+        }
+    }
+
+    // Points set out in the camera's own space, so that nothing here inverts its matrix.
+    void realCamerasPutPointsWhereTheirLensDoes_data()
+    {
+        QTest::addColumn<QString>("archive");
+        for (const char *name : { "animatedCube.abc", "testAbcCamera.abc" })
+            QTest::newRow(name) << QString::fromLatin1(name);
+    }
+    void realCamerasPutPointsWhereTheirLensDoes()
+    {
+        const QString folder = qEnvironmentVariable("PLEXMOLD_REAL_ARCHIVES");
+        if (folder.isEmpty())
+            QSKIP("PLEXMOLD_REAL_ARCHIVES names no folder");
+        QFETCH(const QString, archive);
+        Stage::open(folder + QLatin1Char('/') + archive);
+        const int count = Global::alembic()->cameraCount();
+        QVERIFY(count > 0);
+        for (int row = 0; row < count; ++row) {
+            choose(row);
+            for (const int frame : { 1, 7, 12, 20 }) {
+                showFrame(frame);
+                CameraRecord camera;
+                QVERIFY(Global::alembic()->readCamera(camera, frame / 24.0, view()->cameraName()));
+                for (const QVector3D &eye :
+                     { QVector3D(0.1f, 0.2f, -1), QVector3D(-3, 2, -20), QVector3D(0, 0, -5) }) {
+                    const QPointF expected =
+                        pixel({ double(eye.x()), double(eye.y()), double(eye.z()) },
+                              double(view()->camera().fieldOfView()), view()->size());
+                    const QPointF shown = Stage::pixelOf(camera.matrix.map(eye), view());
+                    QVERIFY2(QLineF(shown, expected).length() < 0.5,
+                             qPrintable(QStringLiteral("%1, %2").arg(shown.x()).arg(expected.x())));
+                }
+            }
+        }
     }
 
     void anArchiveWithoutCamerasLeavesTheFreeView()

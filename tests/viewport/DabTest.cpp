@@ -58,6 +58,7 @@ class DabTest : public QObject {
 
 private:
     std::unique_ptr<Stage> m_stage;
+    QString m_mesh;
     const QPoint m_press { 180, 190 };
     const QPoint m_stamp { 187, 188 }; ///< the first pixel beyond the spacing, so one stamp
 
@@ -125,16 +126,21 @@ private:
         return stamp.nearPoint + along * share - pressHit;
     }
 
-private slots:
-    void initTestCase()
+    /// A layer with something to smooth, to erase and to rebuild, and a mask with every value.
+    void prepare(const QString &mesh)
     {
-        m_stage = std::make_unique<Stage>();
-        SKIP_WITHOUT_GL(*m_stage);
-        m_stage->import(testSphere(48, 32));
+        if (m_mesh == mesh)
+            return;
+        m_mesh = mesh;
+        if (mesh == QLatin1String("sphere"))
+            m_stage->import(testSphere(48, 32));
+        else if (mesh == QLatin1String("sheet"))
+            m_stage->import(testGrid(40));
+        else
+            Stage::open(qEnvironmentVariable("PLEXMOLD_REAL_ARCHIVES") + QLatin1Char('/') + mesh);
         m_stage->addLayer(LayerKind::Sculpt);
         Global::setBrushRadius(45);
         Global::setBrushStrength(0.8f);
-        // Something to smooth, to erase and to rebuild, and a mask with every value.
         Global::setCurrentBrush(3);
         Stage::stroke(m_press, m_stamp, 4);
         std::vector<float> mask;
@@ -143,26 +149,43 @@ private slots:
         data().setMask(mask);
         Global::evaluateLayers(true);
     }
+
+private slots:
+    void initTestCase()
+    {
+        m_stage = std::make_unique<Stage>();
+        SKIP_WITHOUT_GL(*m_stage);
+    }
     void cleanupTestCase() { m_stage.reset(); }
 
     void oneDabLikeTheReference_data()
     {
+        QTest::addColumn<QString>("mesh");
         QTest::addColumn<int>("shelf");
         QTest::addColumn<int>("brush");
         QTest::addColumn<Qt::KeyboardModifiers>("modifiers");
         const Qt::KeyboardModifiers none, shift = Qt::ShiftModifier, control = Qt::ControlModifier;
-        for (int brush = 0; brush <= 8; ++brush) {
-            QTest::addRow("%d", brush) << brush << brush << none;
-            QTest::addRow("%d control", brush) << brush << brush << control;
-            if (brush < 8)
-                QTest::addRow("%d shift", brush) << brush << 10 << shift;
+        QStringList meshes { QStringLiteral("sphere"), QStringLiteral("sheet") };
+        if (qEnvironmentVariableIsSet("PLEXMOLD_REAL_ARCHIVES"))
+            meshes << QStringLiteral("testUsdAbcIsConstant.abc");
+        for (const QString &mesh : meshes) {
+            for (int brush = 0; brush <= 8; ++brush) {
+                QTest::addRow("%s %d", qPrintable(mesh), brush) << mesh << brush << brush << none;
+                QTest::addRow("%s %d control", qPrintable(mesh), brush)
+                    << mesh << brush << brush << control;
+                if (brush < 8)
+                    QTest::addRow("%s %d shift", qPrintable(mesh), brush)
+                        << mesh << brush << 10 << shift;
+            }
         }
     }
     void oneDabLikeTheReference()
     {
+        QFETCH(const QString, mesh);
         QFETCH(const int, shelf);
         QFETCH(const int, brush);
         QFETCH(const Qt::KeyboardModifiers, modifiers);
+        prepare(mesh);
         BrushSettings settings;
         settings.type = BrushType(brush);
         settings.intensity = Global::brushStrength();
@@ -180,8 +203,9 @@ private slots:
         Stage::move(m_stamp, modifiers);
         Stage::release(m_stamp, modifiers);
 
-        // A hit some twenty units from the eye in single precision, a few hundred sums.
-        const double tolerance = 2e-5;
+        // A hit some units from the eye in single precision; and a weight beside 0.0001, under
+        // which a vertex stays, may fall on either side: that much of a way of up to 0.3.
+        const double tolerance = 4e-5;
         if (brush == 8) {
             QVERIFY(valuesMatch(data().mask(), after.mask, 2e-4));
             QVERIFY(data().mask() != mask);

@@ -43,6 +43,11 @@ public:
             archives::Writer writer(path);
             writer.mesh(writer.top(), "mesh", shape, later);
         }
+        open(path);
+    }
+    /// Imports an archive into a new scene and frames its mesh.
+    static void open(const QString &path)
+    {
         Global::clearScene();
         QVERIFY(Global::openArchive(path));
         emit Global::mainWindow()->alembicImported();
