@@ -9,10 +9,11 @@
 #include <QOpenGLTexture>
 
 #include <algorithm>
+#include <iterator>
 
 namespace {
 
-constexpr size_t kKeptImages = 8;
+constexpr int kKeptImages = 8;
 constexpr int kCornerCount = 6; // two triangles, placed by the vertex stage
 constexpr float kCentimetresPerInch = 2.54f;
 
@@ -104,9 +105,23 @@ QOpenGLTexture *ImagePlane::textureFor(const QString &path)
     if (kept != m_images.end())
         m_images.erase(kept);
     m_images.push_front(loadImage(path, modified));
-    if (m_images.size() > kKeptImages)
-        m_images.pop_back();
+    if (keptImageCount() > kKeptImages)
+        dropOldestImage();
     return m_images.front().texture.get();
+}
+
+int ImagePlane::keptImageCount() const
+{
+    return int(std::count_if(m_images.begin(), m_images.end(),
+                             [](const Image &image) { return image.texture != nullptr; }));
+}
+
+// Files that are no image stay on the list: they take no memory, and are told of only once.
+void ImagePlane::dropOldestImage()
+{
+    const auto oldest = std::find_if(m_images.rbegin(), m_images.rend(),
+                                     [](const Image &image) { return image.texture != nullptr; });
+    m_images.erase(std::next(oldest).base());
 }
 
 ImagePlane::Image ImagePlane::loadImage(const QString &path, const QDateTime &modified)

@@ -44,7 +44,7 @@ public:
     PlateSettings &settings() { return m_settings; }
     const ImageSequence &sequence() const { return m_sequence; }
     void setSequence(ImageSequence sequence) { m_sequence = std::move(sequence); }
-    int keptImageCount() const { return int(m_images.size()); }
+    int keptImageCount() const; ///< textures that wait to be drawn again
 
 private:
     /// One decoded file; the texture is null where the file is no image.
@@ -57,6 +57,7 @@ private:
     bool buildProgram();
     QOpenGLTexture *textureFor(const QString &path);
     Image loadImage(const QString &path, const QDateTime &modified);
+    void dropOldestImage();
     void setUniforms(const CameraRecord &camera, const QMatrix4x4 &modelView,
                      const QMatrix4x4 &projection);
 
@@ -65,5 +66,5 @@ private:
     PlateSettings m_settings;
     ImageSequence m_sequence;
     std::unique_ptr<QOpenGLShaderProgram> m_program;
-    std::list<Image> m_images; ///< the last one drawn first, bounded in number
+    std::list<Image> m_images; ///< the last one drawn first; textures are bounded in number
 };

@@ -65,11 +65,10 @@ Viewport::Viewport(QWidget *parent, ViewKind kind)
     setMouseTracking(true);
     setFocusPolicy(Qt::StrongFocus);
     setMinimumSize(400, 400);
-    // The application listens to the main view; what is asked for in the other goes the same way.
+    // The application hears undo and redo from the main view; the other's requests go through it.
     if (Viewport *mainView = Global::viewport()) {
         connect(this, &Viewport::undoRequested, mainView, &Viewport::undoRequested);
         connect(this, &Viewport::redoRequested, mainView, &Viewport::redoRequested);
-        connect(this, &Viewport::brushChanged, mainView, &Viewport::brushChanged);
     }
 }
 

@@ -292,12 +292,15 @@ private slots:
             green.save(name);
             many[frame] = name;
         }
+        many[20] = m_stage->path(QStringLiteral("shot.abc"));
         Global::imagePlane()->setSequence(many);
-        for (int frame = 0; frame < 20; ++frame) {
-            showFrame(frame);
+        const LogCapture log;
+        for (int i = 0; i < 42; ++i) {
+            showFrame(i % 21);
             static_cast<void>(view()->grabFramebuffer());
         }
         QVERIFY(Global::imagePlane()->keptImageCount() <= 8);
+        QCOMPARE(LogCapture::countContaining(many[20]), 1); // told of once, however often drawn
     }
 
     void noLensShowsNoPlate()

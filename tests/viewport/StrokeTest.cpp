@@ -377,6 +377,28 @@ private slots:
             QVERIFY(layer->data()->offsetPoints() != base);
     }
 
+    void aStrokeStaysWithItsLayer()
+    {
+        Layer *first = Global::currentLayer();
+        Layer *second = m_stage->addLayer(LayerKind::Sculpt);
+        const PointArray base = data().basePoints();
+        for (const int brush : { 2, 8 }) {
+            Global::setCurrentBrush(brush);
+            second->select();
+            Stage::press(Stage::middle());
+            Stage::move(Stage::middle() + QPoint(20, 0));
+            first->select();
+            QCOMPARE(Stage::view()->mode(), InteractionMode::None);
+            Stage::move(end());
+            Stage::release(end());
+        }
+        QCOMPARE(Global::commands()->undoCount(), 2);
+        QCOMPARE(first->data()->offsetPoints(), base);
+        QVERIFY(first->data()->mask().empty());
+        QVERIFY(second->data()->offsetPoints() != base);
+        QCOMPARE(second->data()->mask().size(), base.size());
+    }
+
     void aSecondButtonLeavesTheStroke()
     {
         Stage::press(Stage::middle());
