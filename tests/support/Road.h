@@ -199,6 +199,24 @@ public:
                 Driver::click(button->itemAt(0)->widget());
     }
 
+    /// The pixel nearest to the view's middle under which the mesh lies.
+    static QPoint pixelOnMesh()
+    {
+        const MeshScope scope;
+        const QPoint middle(view()->width() / 2, view()->height() / 2);
+        QPoint best = middle;
+        double bestDistance = 1e9;
+        for (int y = 60; y < view()->height() - 60; y += 20)
+            for (int x = 60; x < view()->width() - 60; x += 20) {
+                const double distance = std::hypot(x - middle.x(), y - middle.y());
+                if (distance < bestDistance && hitsMesh({ x, y })) {
+                    best = { x, y };
+                    bestDistance = distance;
+                }
+            }
+        return best;
+    }
+
 private:
     static MainWindow *window() { return Global::mainWindow(); }
     static Viewport *view() { return Global::viewport(); }
@@ -247,24 +265,6 @@ private:
         BrushData record;
         Global::mesh()->closestIntersection(ray.nearPoint, ray.farPoint, false, &record);
         return record.hitTriangle >= 0;
-    }
-
-    /// The pixel nearest to the view's middle under which the mesh lies.
-    static QPoint pixelOnMesh()
-    {
-        const MeshScope scope;
-        const QPoint middle(view()->width() / 2, view()->height() / 2);
-        QPoint best = middle;
-        double bestDistance = 1e9;
-        for (int y = 60; y < view()->height() - 60; y += 20)
-            for (int x = 60; x < view()->width() - 60; x += 20) {
-                const double distance = std::hypot(x - middle.x(), y - middle.y());
-                if (distance < bestDistance && hitsMesh({ x, y })) {
-                    best = { x, y };
-                    bestDistance = distance;
-                }
-            }
-        return best;
     }
 
     QString m_archivePath;
