@@ -8,7 +8,7 @@ int frameAtTime(double seconds, double framesPerSecond)
 {
     constexpr double lowest = std::numeric_limits<int>::min();
     constexpr double highest = std::numeric_limits<int>::max();
-    const double frame = framesPerSecond * seconds + 0.5;
+    const double frame = std::floor(framesPerSecond * seconds + 0.5);
     return std::isnan(frame) ? 0 : int(std::clamp(frame, lowest, highest));
 }
 

@@ -2,8 +2,9 @@
 
 #include "layers/LayerData.h"
 
-/// The frame of a time in seconds: the integer part of seconds × fps + 0.5, truncated toward zero,
-/// in double precision. Held inside int for times that no int frame can name; 0 for NaN.
+/// The frame of a time in seconds: seconds × fps + 0.5 rounded down, in double precision. Below
+/// zero cutting the fraction off would give each time the frame after its own, and frames -1 and 0
+/// one frame. Held inside int for times that no int frame can name; 0 for NaN.
 int frameAtTime(double seconds, double framesPerSecond);
 
 /// Sorts ascending by time, stably, so that an index taken before still names the same key among

@@ -150,13 +150,9 @@ int lastKeyAt(const std::vector<LayerKey> &keys, int frame, double framesPerSeco
 
 bool addKey(std::vector<LayerKey> &keys, int frame, float value, double framesPerSecond)
 {
-    const double seconds = frame / framesPerSecond;
-    // Below zero a time rounds to the frame after its own, where a key may stand already.
-    const int ownFrame = frameAtTime(seconds, framesPerSecond);
-    if (firstKeyAt(keys, frame, framesPerSecond) >= 0 ||
-        firstKeyAt(keys, ownFrame, framesPerSecond) >= 0)
+    if (firstKeyAt(keys, frame, framesPerSecond) >= 0)
         return false;
-    keys.push_back({ seconds, value, false });
+    keys.push_back({ frame / framesPerSecond, value, false });
     return true;
 }
 

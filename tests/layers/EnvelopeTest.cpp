@@ -27,9 +27,9 @@ void EnvelopeTest::framesOfTimes_data()
     QTest::newRow("whole") << 10.0 / 24 << 24.0 << 10;
     QTest::newRow("rounded up") << 0.5 << 25.0 << 13;
     QTest::newRow("read back through a float") << double(float(1001.0 / 24)) << 24.0 << 1001;
-    // Truncation toward zero after adding a half: below zero it rounds up by a frame.
-    QTest::newRow("negative") << -1.0 << 24.0 << -23;
-    QTest::newRow("just below zero") << -1.4 / 24 << 24.0 << 0;
+    QTest::newRow("below zero") << -5.0 / 24 << 24.0 << -5;
+    QTest::newRow("below zero, rounded up") << -5.5 / 24 << 24.0 << -5;
+    QTest::newRow("below zero, rounded down") << -1.6 / 24 << 24.0 << -2;
     QTest::newRow("too late for an int") << 1e300 << 24.0 << std::numeric_limits<int>::max();
     QTest::newRow("too early for an int") << -1e300 << 24.0 << std::numeric_limits<int>::min();
     QTest::newRow("not a number") << qQNaN() << 24.0 << 0;

@@ -102,6 +102,7 @@ private slots:
     void slowTicksLeaveRoomForTheWindow();
     void stoppingShowsTheFrame();
     void scrubbingEvaluatesOncePerFrame();
+    void theMeshFollowsTheKeys_data();
     void theMeshFollowsTheKeys();
     void importsFarFromZero_data();
     void importsFarFromZero();
@@ -237,17 +238,26 @@ void PlaybackGLTest::scrubbingEvaluatesOncePerFrame()
     QCOMPARE(firstPoint().y(), 30.0f);
 }
 
+void PlaybackGLTest::theMeshFollowsTheKeys_data()
+{
+    QTest::addColumn<int>("first");
+    QTest::newRow("from zero") << 0;
+    QTest::newRow("below zero") << -11; // the key gets frame -1, beside 0
+}
+
 void PlaybackGLTest::theMeshFollowsTheKeys()
 {
+    QFETCH(int, first);
+    import(first);
     m_receiver.addLayer(int(LayerKind::Sculpt));
     LayerData &data = *Global::layers().back()->data();
     for (QVector4D &point : data.offsetPoints())
         point.setX(point.x() + 4.0f);
-    data.setKeys({ { 0.0, 0.0f, false } });
-    Global::timeControls()->setCurrentTime(10);
+    data.setKeys({ { first / 24.0, 0.0f, false }, { (first + 11) / 24.0, 0.0f, false } });
+    Global::timeControls()->setCurrentTime(first + 10);
     const float rest = firstPoint().x();
 
-    const QPoint at = rulerPixel(10);
+    const QPoint at = rulerPixel(first + 10);
     Driver::mouse(QTest::MousePress, &ruler(), at, Qt::LeftButton, Qt::ShiftModifier);
     QCOMPARE(firstPoint().x(), rest + 2.0f); // the pointer stands at half height
     Driver::mouse(QTest::MouseRelease, &ruler(), at, Qt::LeftButton, Qt::ShiftModifier);
@@ -263,30 +273,40 @@ void PlaybackGLTest::theMeshFollowsTheKeys()
 void PlaybackGLTest::importsFarFromZero_data()
 {
     QTest::addColumn<int>("first");
-    QTest::addColumn<int>("start"); ///< below zero the first sample rounds towards zero
-    QTest::newRow("film") << 1001 << 1001;
-    QTest::newRow("below zero") << -20 << -19;
+    QTest::newRow("film") << 1001;
+    QTest::newRow("from below zero") << -20;
+    QTest::newRow("below zero") << -500;
 }
 
 void PlaybackGLTest::importsFarFromZero()
 {
     QFETCH(int, first);
-    QFETCH(int, start);
     import(first);
+    const int last = first + kFrameCount - 1;
     const auto fields = Global::timeControls()->findChildren<QLineEdit *>();
-    QCOMPARE(ruler().rangeStart(), start);
-    QCOMPARE(fields[0]->text(), QString::number(start));
-    QCOMPARE(ruler().rangeEnd(), ruler().maxFrame());
-    QCOMPARE(fields[1]->text(), QString::number(ruler().maxFrame()));
-    if (first > 0) { // frame 0 has left the range
-        QCOMPARE(ruler().currentFrame(), start);
-        QCOMPARE(fields[2]->text(), QString::number(start));
-        QCOMPARE(firstPoint().y(), 0.0f);
+    QCOMPARE(ruler().rangeStart(), first);
+    QCOMPARE(fields[0]->text(), QString::number(first));
+    QCOMPARE(ruler().rangeEnd(), last);
+    QCOMPARE(fields[1]->text(), QString::number(last));
+    if (first > 0 || last < 0) { // frame 0 has left the range
+        QCOMPARE(ruler().currentFrame(), first);
+        QCOMPARE(fields[2]->text(), QString::number(first));
     }
-    ruler().setCurrentFrame(start + 7);
-    QCOMPARE(firstPoint().y(), float(start + 7 - first));
-    const QPoint marked = rulerPixel(start + 7);
+    QCOMPARE(firstPoint().y(), float(ruler().currentFrame() - first));
+
+    Driver::drag(&ruler(), rulerPixel(first + 3), rulerPixel(first + 17), 2);
+    QCOMPARE(fields[2]->text(), QString::number(first + 17));
+    QCOMPARE(firstPoint().y(), 17.0f);
+    const QPoint marked = rulerPixel(first + 17);
     QCOMPARE(ruler().grab().toImage().pixel(marked.x(), marked.y()), qRgb(210, 210, 210));
+
+    PlayWatch watch(&ruler());
+    Driver::click(&playButton());
+    QTRY_VERIFY(watch.ticks.size() >= 5);
+    for (int i = 0; i < 5; ++i) {
+        QCOMPARE(watch.ticks[size_t(i)].frame, first + 18 + i);
+        QCOMPARE(watch.ticks[size_t(i)].height, float(18 + i));
+    }
 }
 
 // The last one: the program is gone afterwards.
