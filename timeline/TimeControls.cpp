@@ -15,16 +15,12 @@ namespace {
 constexpr int kFirstFrame = 0;
 constexpr int kLastFrame = 24;
 
-/// Writes a limit back into its field, which may be the one that is being typed in: its cursor
-/// stays where it was, or behind a text that had to change.
+/// Writes a limit back into its field, which may be the one that is being typed in: a lone "-",
+/// which reads as 0, stays for the digits to come.
 void writeBack(IntFieldGrp &row, int frame)
 {
-    QLineEdit &field = *row.field();
-    if (field.text() == QString::number(frame))
-        return;
-    row.setValue(frame);
-    if (field.hasFocus())
-        field.end(false);
+    if (frame != 0 || row.field()->text() != QLatin1String("-"))
+        row.setValue(frame);
 }
 
 } // namespace

@@ -27,8 +27,12 @@ IntFieldGrp::IntFieldGrp(const QString &label)
 
 void IntFieldGrp::setValue(int value)
 {
-    m_field->setText(QString::number(value));
-    m_field->setCursorPosition(0); // a long number shows its leading digits
+    const QString text = QString::number(value);
+    if (m_field->text() == text)
+        return; // whoever types it keeps the cursor
+    m_field->setText(text);
+    if (!m_field->hasFocus())
+        m_field->setCursorPosition(0); // a long number shows its leading digits
 }
 
 void IntFieldGrp::setLabel(const QString &label) { m_label->setText(label); }
