@@ -51,6 +51,9 @@ TimeControls::TimeControls()
     connect(m_max, &IntFieldGrp::valueChanged, this, &TimeControls::setMaxTime);
     connect(m_time, &IntFieldGrp::valueChanged, this, &TimeControls::setCurrentTime);
     connect(play, &QPushButton::pressed, Global::timeline(), &Timeline::playPause);
+    // A press that is let go beside the button has played or paused, but left it as it was.
+    connect(play, &QPushButton::released, Global::timeline(),
+            [play] { play->setChecked(Global::timeline()->playing()); });
 }
 
 void TimeControls::setMinTime(int frame)

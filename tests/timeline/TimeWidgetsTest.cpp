@@ -100,6 +100,7 @@ private slots:
     void rulerPictureOfMovedRanges();
     void typedFramesAndShownFrames();
     void limitsPushEachOther();
+    void playButtonTellsWhetherItPlays();
     void resetTellsOneRange();
     void sliderEnds();
     void sliderBody();
@@ -363,6 +364,18 @@ void TimeWidgetsTest::limitsPushEachOther()
     QCOMPARE(toldRanges(), QStringLiteral("7-20, 7-20"));
     type("Min", QStringLiteral("-12"));
     QCOMPARE(toldRanges(), QStringLiteral("-12-20, -12-20"));
+}
+
+void TimeWidgetsTest::playButtonTellsWhetherItPlays()
+{
+    auto *play = controls().findChild<QPushButton *>();
+    const QPoint inside = play->rect().center();
+    const QPoint beside(inside.x(), -20);
+    for (const bool playing : { true, false }) {
+        Driver::drag(play, inside, beside, 1);
+        QCOMPARE(ruler().playing(), playing);
+        QCOMPARE(play->isChecked(), playing);
+    }
 }
 
 void TimeWidgetsTest::resetTellsOneRange()
