@@ -107,7 +107,10 @@ void applyLayer(GPUMesh &mesh, LayerData &layer, float weight, const PlayState &
 
 void showMask(GPUMesh &mesh, const LayerData *layer)
 {
-    uploadMask(mesh, layer ? layer->mask() : std::vector<float>());
+    if (layer)
+        uploadMask(mesh, layer->mask());
+    else
+        mesh.fillZero(Semantic::kMask);
 }
 
 void rebuildMushBase(GPUMesh &mesh, LayerData &layer)

@@ -15,7 +15,8 @@ uniform int tangent;
 
 TANGENT_TRANSFER(baseToBackup, basePoints, backupPoints)
 
-// Cleans nothing, deliberately: a NaN or an infinity in the delta reaches the position.
+// Cleans nothing, deliberately: an infinity, or the NaN of a vertex without any frame, reaches the
+// position.
 void main()
 {
     uint vertex = gl_GlobalInvocationID.x;
