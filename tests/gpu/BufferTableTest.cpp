@@ -1,9 +1,7 @@
 #include "gpu/BufferTable.h"
 #include "gpu/BrushType.h"
-#include "gpu/GpuRecords.h"
 #include "shaders/computeShaders/common/bindings.glsl"
 
-#include <QFile>
 #include <QtTest>
 
 namespace brushes {
@@ -20,7 +18,6 @@ class BufferTableTest : public QObject {
 private slots:
     void bindingsAreTheRows();
     void brushNumbersAgree();
-    void sizesAreTheRecords();
     void groupCounts();
 };
 
@@ -59,21 +56,6 @@ void BufferTableTest::brushNumbersAgree()
     QCOMPARE(std::size(types), std::size(brushes::kNumbers));
     for (size_t i = 0; i < std::size(types); ++i)
         QCOMPARE(int(types[i]), brushes::kNumbers[i]);
-}
-
-void BufferTableTest::sizesAreTheRecords()
-{
-    const std::pair<QLatin1String, int> itemSizes[] = {
-        { Semantic::kPosition, 16 },    { Semantic::kUv, 8 },          { Semantic::kMask, 4 },
-        { Semantic::kRingVertices, 4 }, { Semantic::kBrush, 76 },      { Semantic::kArea, 32 },
-        { Semantic::kBrushMatrix, 64 }, { Semantic::kTriangleHit, 8 },
-    };
-    for (const auto &[semantic, size] : itemSizes) {
-        const auto row = std::find_if(kBufferTable.begin(), kBufferTable.end(),
-                                      [&](const BufferRow &r) { return r.semantic == semantic; });
-        QVERIFY(row != kBufferTable.end());
-        QCOMPARE(elementSize(row->element) * row->components, size);
-    }
 }
 
 void BufferTableTest::groupCounts()

@@ -64,13 +64,11 @@ private slots:
     void wipeSplitsTheMesh();
     void emptyMeshDrawsNothing();
     void gridHasBlackAxes();
-    void shapeIsLitAlike();
 
 private:
     void loadSheet();
     template <class Draw> QImage render(Draw draw);
     QImage renderMesh(const MeshDrawOptions &options);
-    void build(QOpenGLShaderProgram &program, const char *vertexFile, const char *fragmentFile);
 
     GLFixture m_gl;
     Topology m_topology;
@@ -215,21 +213,15 @@ void DrawGLTest::emptyMeshDrawsNothing()
     QCOMPARE(m_gl.gl().glGetError(), GLenum(GL_NO_ERROR));
 }
 
-void DrawGLTest::build(QOpenGLShaderProgram &program, const char *vertexFile,
-                       const char *fragmentFile)
-{
-    const QString folder = QStringLiteral(":/drawShaders/DrawShaders/");
-    QVERIFY(program.addShaderFromSourceCode(QOpenGLShader::Vertex,
-                                            loadShader(folder + QLatin1String(vertexFile)).text));
-    QVERIFY(program.addShaderFromSourceCode(QOpenGLShader::Fragment,
-                                            loadShader(folder + QLatin1String(fragmentFile)).text));
-    QVERIFY(program.link());
-}
-
 void DrawGLTest::gridHasBlackAxes()
 {
     QOpenGLShaderProgram program;
-    build(program, "grid_vertex.glsl", "grid_fragment.glsl");
+    const QString path = QStringLiteral(":/drawShaders/DrawShaders/grid_%1.glsl");
+    for (const auto &[stage, name] :
+         { std::pair(QOpenGLShader::Vertex, "vertex"), { QOpenGLShader::Fragment, "fragment" } })
+        QVERIFY(
+            program.addShaderFromSourceCode(stage, loadShader(path.arg(QLatin1String(name))).text));
+    QVERIFY(program.link());
     QMatrix4x4 fromAbove; // x to the right, z down
     fromAbove.translate(0, 0, -5);
     fromAbove.rotate(90, 1, 0, 0);
@@ -254,36 +246,6 @@ void DrawGLTest::gridHasBlackAxes()
     QCOMPARE(column, expected);
     // And none of them reaches past 5.
     QCOMPARE(image.pixel(pixelAt(0, 5.5, 6)) & RGB_MASK, kBackground & RGB_MASK);
-}
-
-void DrawGLTest::shapeIsLitAlike()
-{
-    QOpenGLShaderProgram program;
-    build(program, "shape_vertex.glsl", "shape_fragment.glsl");
-    const float triangle[] = { -1, -1, 0, 0, 0, 1, 1, -1, 0, 0, 0, 1, 0, 1, 0, 0, 0, 1 };
-    auto &gl = m_gl.gl();
-    GLuint buffer = 0;
-    gl.glGenBuffers(1, &buffer);
-    gl.glBindBuffer(GL_ARRAY_BUFFER, buffer);
-    gl.glBufferData(GL_ARRAY_BUFFER, sizeof triangle, triangle, GL_STATIC_DRAW);
-    for (const GLuint location : { 0u, 1u }) {
-        gl.glEnableVertexAttribArray(location);
-        gl.glVertexAttribPointer(location, 3, GL_FLOAT, GL_FALSE, 24,
-                                 reinterpret_cast<void *>(12 * size_t(location)));
-    }
-    const QImage image = render([&] {
-        ProgramScope scope(program);
-        scope.set("MVP", m_options.projection * m_options.modelView);
-        scope.set("ModelViewMatrix", m_options.modelView);
-        scope.set("NormalMatrix", m_options.normalMatrix);
-        scope.set("LightDirection", m_options.lightDirection);
-        gl.glDrawArrays(GL_TRIANGLES, 0, 3);
-    });
-    gl.glDisableVertexAttribArray(0);
-    gl.glDisableVertexAttribArray(1);
-    gl.glDeleteBuffers(1, &buffer);
-    QVERIFY(
-        greyIs(image.pixel(pixelAt(0, 0, 2)), lit({ 0, 0, -5 }, { 0, 0, 1 }, { 0.3, 0.2, 0.7 })));
 }
 
 QTEST_MAIN(DrawGLTest)

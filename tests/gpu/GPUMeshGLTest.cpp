@@ -7,7 +7,6 @@
 #include "support/LogCapture.h"
 #include "support/TestMeshes.h"
 
-#include <QOpenGLDebugMessage>
 #include <QTemporaryDir>
 
 Q_DECLARE_METATYPE(TestMesh)
@@ -21,13 +20,11 @@ private slots:
     void sizesFollowTheTable_data();
     void sizesFollowTheTable();
     void wrongSizesAndNamesChangeNothing();
-    void copiesOnePointPerVertex();
     void anotherContextWorksOnTheSameBuffers();
     void everyKernelRunsOnAnEmptyMesh();
     void clearEmptiesTheMesh();
     void framesComeFromTheArchive();
     void brokenFrameKeepsTheLastGoodPoints();
-    void debugMessagesArePrinted();
     void withoutContextNothingHappens();
 
 private:
@@ -117,14 +114,6 @@ void GPUMeshGLTest::wrongSizesAndNamesChangeNothing()
                  QStringLiteral("can't find the buffer, semantic doesn't exist: Normal")),
              3);
     QVERIFY(m_mesh.readBack<float>(QStringLiteral("")).empty());
-}
-
-void GPUMeshGLTest::copiesOnePointPerVertex()
-{
-    load(testGrid(32));
-    m_mesh.copyBuffer(Semantic::kPosition, Semantic::kBackupPoints);
-    QCOMPARE(m_mesh.readBack<QVector4D>(Semantic::kBackupPoints), positions());
-    QCOMPARE(m_mesh.readBack<QVector4D>(Semantic::kDeltas), PointArray(1024));
 }
 
 void GPUMeshGLTest::anotherContextWorksOnTheSameBuffers()
@@ -227,18 +216,6 @@ void GPUMeshGLTest::brokenFrameKeepsTheLastGoodPoints()
     m_mesh.fillZero(Semantic::kPosition);
     m_mesh.loadFrame(0, 24.0, file);
     QCOMPARE(positions(), good);
-}
-
-void GPUMeshGLTest::debugMessagesArePrinted()
-{
-    const auto message = [](const char *text, QOpenGLDebugMessage::Severity severity) {
-        return QOpenGLDebugMessage::createApplicationMessage(QLatin1String(text), 1, severity);
-    };
-    LogCapture log;
-    m_mesh.onMessageLogged(message("too slow", QOpenGLDebugMessage::MediumSeverity));
-    m_mesh.onMessageLogged(message("buffer info", QOpenGLDebugMessage::NotificationSeverity));
-    QCOMPARE(log.lines().size(), 1);
-    QVERIFY(log.lines().at(0).contains(QLatin1String("OpenGL: too slow")));
 }
 
 void GPUMeshGLTest::withoutContextNothingHappens()

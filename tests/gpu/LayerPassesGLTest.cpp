@@ -14,6 +14,8 @@ LayerData layerFor(const DeformScene &scene, LayerKind kind)
     layer.setMask(scene.mask);
     layer.setIterations(4);
     layer.setCloneIterations(2);
+    layer.setDamping(0.2f);
+    layer.setStiffness(0.35f);
     return layer;
 }
 
@@ -40,6 +42,21 @@ bool nothingRan(const GpuCounters &spent)
 {
     return spent.uploads == 0 && spent.readBacks == 0 && spent.copies == 0 && spent.dispatches == 0;
 }
+
+/// Two frames. A jiggle layer's base points are where it was, its offset points where it is. Its
+/// clone keeps the shape that came in.
+reference::Pose jiggledTwice(const ReferenceScene &s, double weight, float asMuscle)
+{
+    const reference::Jiggle jiggle { weight, double(0.2f), double(0.35f), double(asMuscle) };
+    reference::Simulation state { s.offsetPoints, s.basePoints };
+    reference::Pose position = s.position;
+    for (int frame = 0; frame < 2; ++frame) {
+        const reference::Pose shape = position;
+        position = reference::jiggle(shape, vertexNormals(s.rings, shape), s.mask, jiggle, state);
+        position = clone(s.rings, position, shape, s.mask, 1.0, false, 2);
+    }
+    return position;
+}
 } // namespace
 
 class LayerPassesGLTest : public QObject {
@@ -62,7 +79,6 @@ private slots:
     void layersHandOnTheirParameters();
     void evaluatingTwiceGivesTheSameBits();
     void jiggleOnlyPlays();
-    void jiggleSettlesOntoTheGoal();
     void jiggleIsTheSameAfterARewind_data();
     void jiggleIsTheSameAfterARewind();
     void maskShownIsTheLayers();
@@ -182,13 +198,12 @@ void LayerPassesGLTest::layersHandOnTheirParameters_data()
     QTest::addColumn<int>("kind");
     QTest::addColumn<float>("weight");
     for (const float weight : { 1.0f, 0.4f, -0.5f }) {
-        for (const int kind : { 0, 1, 2, 4 })
+        for (int kind = 0; kind < 5; ++kind)
             QTest::addRow("%s by %g", qPrintable(layerKindName(LayerKind(kind))), double(weight))
                 << kind << weight;
     }
 }
 
-/// Jiggle has its own tests below.
 void LayerPassesGLTest::layersHandOnTheirParameters()
 {
     QFETCH(int, kind);
@@ -196,7 +211,10 @@ void LayerPassesGLTest::layersHandOnTheirParameters()
     const DeformScene scene = deformScene(testGrid(12));
     m_stage->load(scene);
     std::vector<LayerData> layers = fiveLayers(scene);
-    applyLayer(mesh(), layers[size_t(kind)], weight, kStopped);
+    layers[3].setAsMuscle(0.6f);
+    const int frames = LayerKind(kind) == LayerKind::Jiggle ? 2 : 1; // its state has to travel
+    for (int frame = 0; frame < frames; ++frame)
+        applyLayer(mesh(), layers[size_t(kind)], weight, { true, false });
     const double w = double(weight);
     const auto formula = [=](const ReferenceScene &s) -> reference::Pose {
         switch (LayerKind(kind)) {
@@ -208,6 +226,8 @@ void LayerPassesGLTest::layersHandOnTheirParameters()
             return mush(s.rings, s.position, s.mask, { 4, 2, w, s.basePoints, s.offsetPoints });
         case LayerKind::Relax:
             return relax(s.rings, s.position, s.mask, w, 4);
+        case LayerKind::Jiggle:
+            return jiggledTwice(s, w, 0.6f);
         default:
             return clone(s.rings, s.position,
                          clothSimulation(s.springs, s.position, s.mask, s.rest, 4), s.mask, w,
@@ -251,29 +271,6 @@ void LayerPassesGLTest::jiggleOnlyPlays()
         QVERIFY(sameBits(layer.basePoints(), scene.position));
         QCOMPARE(layer.offsetPoints(), scene.position);
     }
-}
-
-void LayerPassesGLTest::jiggleSettlesOntoTheGoal()
-{
-    DeformScene scene = deformScene(testGrid(6));
-    scene.mask.assign(36, 1.0f);
-    m_stage->load(scene);
-    std::vector<LayerData> layers { layerFor(scene, LayerKind::Jiggle) };
-    layers[0].setCloneIterations(0);
-    evaluated(layers, scene.rest, { true, true });
-    const PointArray &goal = scene.position;
-    const auto furthest = [&goal](const PointArray &points) {
-        float distance = 0.0f;
-        for (size_t i = 0; i < points.size(); ++i)
-            distance = std::max(distance, (points[i] - goal[i]).length());
-        return distance;
-    };
-    const float before = furthest(scene.rest);
-    float after = furthest(evaluated(layers, goal, { true, false }));
-    QVERIFY(after > 0.5f * before && after < before); // it lags behind
-    for (int frame = 0; frame < 60; ++frame)
-        after = furthest(evaluated(layers, goal, { true, false }));
-    QVERIFY(after < 0.01f * before);
 }
 
 void LayerPassesGLTest::jiggleIsTheSameAfterARewind_data()

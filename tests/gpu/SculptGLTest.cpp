@@ -1,11 +1,7 @@
-#include "gpu/GPUMesh.h"
+#include "gpu/DeformStage.h"
 #include "gpu/GpuCounters.h"
 #include "reference/Sculpt.h"
 #include "support/Compare.h"
-#include "support/GLFixture.h"
-#include "support/TestMeshes.h"
-
-#include <random>
 
 Q_DECLARE_METATYPE(TestMesh)
 
@@ -13,15 +9,6 @@ using reference::Dab;
 using reference::Vec;
 
 namespace {
-
-PointArray jittered(PointArray points, float amplitude, unsigned seed)
-{
-    std::mt19937 random(seed);
-    std::uniform_real_distribution<float> offset(-amplitude, amplitude);
-    for (QVector4D &p : points)
-        p += QVector4D(offset(random), offset(random), offset(random), 0.0f);
-    return points;
-}
 
 constexpr BrushType kTypes[] = { BrushType::Clay,       BrushType::Move,    BrushType::Standard,
                                  BrushType::Crease,     BrushType::Inflate, BrushType::Fix,
@@ -122,10 +109,7 @@ private slots:
     void brushLikeTheReference_data();
     void brushLikeTheReference();
     void missChangesNothing();
-    void repeatedMaskDabsReachTheIntensity();
-    void ringsAreCappedAtTen();
     void brokenInputsMoveNothing();
-    void looseVertexBreaksUnderSmoothing();
     void standardStampCostsNoReadBack();
 
 private:
@@ -229,44 +213,6 @@ void SculptGLTest::missChangesNothing()
     QVERIFY(matches(before, 0.0));
 }
 
-void SculptGLTest::repeatedMaskDabsReachTheIntensity()
-{
-    Scene scene = sceneOf(testGrid(3), false);
-    load(scene);
-    const std::vector<float> weights(scene.mask.size(), 0.8f);
-    BrushSettings brush { BrushType::Mask, 0.7f, 0.5f, 1.0f };
-    const auto dabs = [&](int count) {
-        for (int dab = 0; dab < count; ++dab) {
-            QVERIFY(m_mesh.upload(Semantic::kFalloff, weights));
-            m_mesh.sculpt(brush, {});
-        }
-    };
-    // From both sides: the mask starts at 0 to 1.
-    dabs(20);
-    const std::vector<double> half(scene.mask.size(), 0.5);
-    QVERIFY(valuesMatch(m_mesh.readBack<float>(Semantic::kMask), half, 1e-6));
-    brush.control = true;
-    dabs(60);
-    const std::vector<double> none(scene.mask.size(), 0.0);
-    QVERIFY(valuesMatch(m_mesh.readBack<float>(Semantic::kMask), none, 1e-6));
-}
-
-void SculptGLTest::ringsAreCappedAtTen()
-{
-    Scene scene = sceneOf(testFan(14), false);
-    const reference::Neighbours rings { scene.topology.rings(), scene.position.size() };
-    const std::vector<quint32> ring = rings.of(0);
-    QCOMPARE(ring.size(), size_t(14));
-    for (size_t k = 10; k < ring.size(); ++k) // far away, so that they would show in a mean
-        scene.backupPoints[ring[k]] += QVector4D(100, 0, 0, 0);
-    scene.falloff.assign(scene.falloff.size(), 0.0f);
-    scene.falloff[0] = 1.0f;
-    load(scene);
-    m_mesh.sculpt({ BrushType::Smooth, 0.7f, 1.0f, 1.0f }, {});
-    const QVector4D smoothed = m_mesh.readBack<QVector4D>(Semantic::kPosition).at(0);
-    QVERIFY2(smoothed.x() < 1.0f, "an eleventh neighbour was counted");
-}
-
 void SculptGLTest::brokenInputsMoveNothing()
 {
     constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
@@ -284,18 +230,6 @@ void SculptGLTest::brokenInputsMoveNothing()
         QVERIFY2(pointsMatch(m_mesh.readBack<QVector4D>(Semantic::kPosition), before, 0.0),
                  kTypeNames[int(type)]);
     }
-}
-
-void SculptGLTest::looseVertexBreaksUnderSmoothing()
-{
-    // Deliberate: this brush alone does not clean, and a vertex without neighbours has no mean.
-    Scene scene = sceneOf(testLoosePoints(2), false);
-    scene.falloff = { 1.0f, 0.0f };
-    load(scene);
-    m_mesh.sculpt({ BrushType::Smooth, 0.7f, 1.0f, 1.0f }, {});
-    const auto after = m_mesh.readBack<QVector4D>(Semantic::kPosition);
-    QVERIFY(std::isnan(after[0].x()));
-    QCOMPARE(after[1], scene.position[1]);
 }
 
 void SculptGLTest::standardStampCostsNoReadBack()

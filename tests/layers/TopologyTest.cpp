@@ -62,7 +62,6 @@ private slots:
     void borderRingRunsFromBorderToBorder();
     void separateFansFollowEachOther();
     void polygonsFanFromTheirFirstCorner();
-    void springsAddTheQuadsOpposites();
     void brokenFacesAreDropped_data();
     void brokenFacesAreDropped();
     void hugeValence();
@@ -70,7 +69,6 @@ private slots:
     void falloffEqualsPickingOnASheet();
     void falloffDoesNotJumpAGap();
     void falloffOfBadInput();
-    void falloffCurve();
 };
 
 void TopologyTest::tablesOfTheShelf_data()
@@ -169,15 +167,6 @@ void TopologyTest::polygonsFanFromTheirFirstCorner()
     topology.build(5, { 4, 0, 1, 2, 3 }, { 5 });
     QCOMPARE(topology.triangles(), (std::vector<quint32> { 4, 1, 0, 4, 2, 1, 4, 3, 2 }));
     QCOMPARE(topology.edges().size(), size_t(10));
-}
-
-void TopologyTest::springsAddTheQuadsOpposites()
-{
-    const Topology topology = testGrid(3).topology();
-    QCOMPARE(neighbours(topology.constraints(), 9, 4),
-             (std::vector<quint32> { 0, 1, 2, 3, 5, 6, 7, 8 }));
-    QCOMPARE(neighbours(topology.constraints(), 9, 0), (std::vector<quint32> { 1, 3, 4 }));
-    QCOMPARE(neighbours(testPrism(7).topology().constraints(), 14, 0).size(), size_t(5));
 }
 
 void TopologyTest::brokenFacesAreDropped_data()
@@ -295,14 +284,6 @@ void TopologyTest::falloffOfBadInput()
     QCOMPARE(beside[11], 1.0f);
     QCOMPARE(beside[12], 0.0f);
     QVERIFY(beside[13] > 0.0f); // reached around the NaN point
-}
-
-void TopologyTest::falloffCurve()
-{
-    QCOMPARE(brushFalloff(0.0f, 4.0f), 1.0f);
-    QCOMPARE(brushFalloff(1.0f, 4.0f), 0.5f);
-    QCOMPARE(brushFalloff(4.0f, 4.0f), 0.0f);
-    QCOMPARE(brushFalloff(qQNaN(), 4.0f), 0.0f);
 }
 
 QTEST_APPLESS_MAIN(TopologyTest)
