@@ -1,10 +1,10 @@
 #include "alembic/AlembicFile.h"
 
+#include "alembic/GuardedSamples.h"
 #include "alembic/Log.h"
 #include "layers/Topology.h"
 
 #include <QFile>
-#include <QFileInfo>
 
 #include <Alembic/Abc/ArchiveInfo.h>
 #include <Alembic/AbcCoreOgawa/ReadWrite.h>
@@ -33,12 +33,18 @@ constexpr std::size_t kMaxObjects = 1000000;
 /// A transform of the walk; `parent` is the next transform above it on the path walked, or -1. An
 /// instance's own parent would be that of its source, so the path has to be kept here.
 struct Transform {
-    AbcGeom::IXform xform;
+    guarded::TransformSamples samples;
     int parent = -1;
 };
 
-template <class Schema> struct Placed {
-    Schema object;
+struct Mesh {
+    AbcGeom::IPolyMesh object;
+    int transform = -1; ///< the nearest transform above, or -1
+};
+
+struct Camera {
+    std::string name;
+    guarded::CameraSamples samples;
     int transform = -1; ///< the nearest transform above, or -1
 };
 
@@ -59,8 +65,7 @@ public:
         const auto index = std::size_t(transform);
         if (!m_matrices[index]) {
             const Transform &node = m_transforms[index];
-            const M44d local = node.xform.getSchema().getValue(m_when).getMatrix();
-            m_matrices[index] = local * of(node.parent);
+            m_matrices[index] = node.samples.matrix(m_when) * of(node.parent);
         }
         return *m_matrices[index];
     }
@@ -70,25 +75,6 @@ private:
     ISampleSelector m_when;
     std::vector<std::optional<M44d>> m_matrices;
 };
-
-/// Reads one array sample. The library allocates what a sample's dimensions claim and then copies
-/// its data over it, so the two have to agree with each other and with the file first.
-template <class Property>
-typename Property::sample_ptr_type readArray(const Property &property, const ISampleSelector &when,
-                                             quint64 fileSize)
-{
-    if (property.getNumSamples() == 0)
-        return {};
-    Alembic::AbcCoreAbstract::ArraySampleKey key; // asked for first: it is where missing data shows
-    if (!property.getKey(key, when))
-        throw std::runtime_error("a sample without data: " + property.getName());
-    Alembic::Util::Dimensions dimensions;
-    property.getDimensions(dimensions, when);
-    const quint64 claimed = dimensions.numPoints() * property.getDataType().getNumBytes();
-    if (claimed != key.numBytes || claimed > fileSize)
-        throw std::runtime_error("a sample's size does not fit its data: " + property.getName());
-    return property.getValue(when);
-}
 
 // Built a second time for machines with wider registers; the loader picks. Not with fused
 // multiplications, so that every machine gets the same points.
@@ -133,14 +119,28 @@ void transformPoints(const Imath::V3f *points, std::size_t count, const M44d &m,
 
 /// Appends a mesh's corner indices, shifted by the vertices before it. An index outside its own
 /// mesh becomes -1: shifted like the others it could name a vertex of another mesh.
-void appendShifted(std::vector<qint32> &merged, const Alembic::Abc::Int32ArraySample &indices,
-                   int vertexCount, int shift)
+void appendShifted(std::vector<qint32> &merged, const std::vector<qint32> &indices, int vertexCount,
+                   int shift)
 {
     merged.reserve(merged.size() + indices.size());
-    for (std::size_t i = 0; i < indices.size(); ++i) {
-        const qint32 index = indices[i];
+    for (const qint32 index : indices)
         merged.push_back(index >= 0 && index < vertexCount ? index + shift : -1);
-    }
+}
+
+/// A mesh that was given no sample may have been written without these. One without any of a
+/// mesh's properties is no mesh, and opening it says so.
+bool lacksGeometry(const Abc::IObject &object)
+{
+    const Abc::ICompoundProperty top = object.getProperties();
+    const std::string name = AbcGeom::IPolyMeshSchema::getDefaultSchemaName();
+    const auto *header = top.getPropertyHeader(name);
+    if (!header || !header->isCompound())
+        return false;
+    const Abc::ICompoundProperty geometry(top, name);
+    const char *const needed[] = { "P", ".faceIndices", ".faceCounts" };
+    return std::any_of(std::begin(needed), std::end(needed), [&geometry](const char *property) {
+        return !geometry.getPropertyHeader(property);
+    });
 }
 
 QMatrix4x4 columnVectorMatrix(const M44d &m)
@@ -153,7 +153,7 @@ QMatrix4x4 columnVectorMatrix(const M44d &m)
 }
 
 /// Runs `call` up to the library's boundary: whatever it throws ends in one debug line.
-template <class Call> bool guarded(const QString &failure, Call call)
+template <class Call> bool attempt(const QString &failure, Call call)
 {
     QString words = QStringLiteral("unknown exception");
     try {
@@ -173,14 +173,14 @@ struct AlembicFile::Archive {
     explicit Archive(const QByteArray &filePath);
     void walk(const Abc::IObject &object, const QString &parentName, int transform, int depth);
     void collect(const Abc::IObject &object, const QString &parentName, int &transform);
-    quint64 fileSize() const { return quint64(QFileInfo(path).size()); }
+    void collectMesh(const Abc::IObject &object, int transform, Abc::SchemaInterpMatching matching);
 
     QString path;
     Abc::IArchive archive;
     std::vector<Object> objects;
     std::vector<Transform> transforms;
-    std::vector<Placed<AbcGeom::IPolyMesh>> meshes;
-    std::vector<Placed<AbcGeom::ICamera>> cameras;
+    std::vector<Mesh> meshes;
+    std::vector<Camera> cameras;
 };
 
 AlembicFile::Archive::Archive(const QByteArray &filePath)
@@ -213,20 +213,31 @@ void AlembicFile::Archive::collect(const Abc::IObject &object, const QString &pa
     const auto &metaData = object.getMetaData();
     ObjectType type = ObjectType::Other;
     if (AbcGeom::IPolyMesh::matches(metaData, Abc::kSchemaTitleMatching)) {
-        meshes.push_back({ AbcGeom::IPolyMesh(object, Abc::kSchemaTitleMatching), transform });
+        collectMesh(object, transform, Abc::kSchemaTitleMatching);
         type = ObjectType::Mesh;
     } else if (AbcGeom::ISubD::matches(metaData, Abc::kSchemaTitleMatching)) {
         // A cage's points and faces bear the same names; any other matching refuses its title.
-        meshes.push_back({ AbcGeom::IPolyMesh(object, Abc::kNoMatching), transform });
+        collectMesh(object, transform, Abc::kNoMatching);
         type = ObjectType::Mesh;
     } else if (AbcGeom::ICamera::matches(metaData, Abc::kSchemaTitleMatching)) {
-        cameras.push_back({ AbcGeom::ICamera(object, Abc::kSchemaTitleMatching), transform });
+        cameras.push_back({ object.getName(), guarded::CameraSamples(object), transform });
         type = ObjectType::Camera;
     } else if (AbcGeom::IXform::matches(metaData, Abc::kSchemaTitleMatching)) {
-        transforms.push_back({ AbcGeom::IXform(object, Abc::kSchemaTitleMatching), transform });
+        transforms.push_back({ guarded::TransformSamples(object), transform });
         transform = int(transforms.size()) - 1;
     }
     objects.push_back({ QString::fromStdString(object.getName()), parentName, type });
+}
+
+void AlembicFile::Archive::collectMesh(const Abc::IObject &object, int transform,
+                                       Abc::SchemaInterpMatching matching)
+{
+    if (lacksGeometry(object)) {
+        qCDebug(lcImport).noquote() << "a mesh without points or faces is left out:"
+                                    << QString::fromStdString(object.getFullName());
+        return;
+    }
+    meshes.push_back({ AbcGeom::IPolyMesh(object, matching), transform });
 }
 
 AlembicFile::AlembicFile() = default;
@@ -234,7 +245,7 @@ AlembicFile::~AlembicFile() = default;
 
 bool AlembicFile::open(const QByteArray &path)
 {
-    return guarded(QStringLiteral("can't open the archive ") + QFile::decodeName(path),
+    return attempt(QStringLiteral("can't open the archive ") + QFile::decodeName(path),
                    [&] { m_archive = std::make_unique<Archive>(path); });
 }
 
@@ -261,38 +272,32 @@ int AlembicFile::cameraCount() const { return checkValid() ? int(m_archive->came
 
 bool AlembicFile::timeRange(double &start, double &end) const
 {
-    return checkValid() && guarded(failure("can't read the time range of"), [&] {
+    return checkValid() && attempt(failure("can't read the time range of"), [&] {
                double first = 0.0, last = 0.0;
                Abc::GetArchiveStartAndEndTime(m_archive->archive, first, last);
-               if (!(first <= last)) // how the library says that no sampling holds a sample
-                   throw std::runtime_error("no samples");
-               start = first;
-               end = last;
+               const bool known = first <= last; // otherwise no sampling holds a sample
+               start = known ? first : 0.0;
+               end = known ? last : 0.0;
            });
 }
 
 bool AlembicFile::fillTopology(Topology &topology) const
 {
-    return checkValid() && guarded(failure("can't read the faces of"), [&] {
+    return checkValid() && attempt(failure("can't read the faces of"), [&] {
                const ISampleSelector first(Abc::index_t(0));
-               const quint64 fileSize = m_archive->fileSize();
                int total = 0;
                std::vector<qint32> faceIndices, faceCounts;
                std::vector<Topology::MeshEntry> entries;
-               for (const auto &mesh : m_archive->meshes) {
+               for (const Mesh &mesh : m_archive->meshes) {
                    const AbcGeom::IPolyMeshSchema &schema = mesh.object.getSchema();
-                   const auto points = readArray(schema.getPositionsProperty(), first, fileSize);
-                   const auto indices = readArray(schema.getFaceIndicesProperty(), first, fileSize);
-                   const auto counts = readArray(schema.getFaceCountsProperty(), first, fileSize);
-                   const std::size_t pointCount = points ? points->size() : 0;
-                   if (pointCount > std::size_t(std::numeric_limits<int>::max() - total))
+                   const auto points = guarded::readArray(schema.getPositionsProperty(), first);
+                   const auto indices = guarded::readArray(schema.getFaceIndicesProperty(), first);
+                   const auto counts = guarded::readArray(schema.getFaceCountsProperty(), first);
+                   if (points.size() > std::size_t(std::numeric_limits<int>::max() - total))
                        throw std::runtime_error("too many points");
-                   const int vertexCount = int(pointCount);
-                   if (counts)
-                       faceCounts.insert(faceCounts.end(), counts->get(),
-                                         counts->get() + counts->size());
-                   if (indices)
-                       appendShifted(faceIndices, *indices, vertexCount, total);
+                   const int vertexCount = int(points.size());
+                   faceCounts.insert(faceCounts.end(), counts.begin(), counts.end());
+                   appendShifted(faceIndices, indices, vertexCount, total);
                    entries.push_back(
                        { QString::fromStdString(mesh.object.getFullName()), vertexCount });
                    total += vertexCount;
@@ -306,26 +311,23 @@ bool AlembicFile::fillTopology(Topology &topology) const
 
 bool AlembicFile::readPoints(PointArray &out, double seconds) const
 {
-    return checkValid() && guarded(failureAt("can't read the points of", seconds), [&] {
+    return checkValid() && attempt(failureAt("can't read the points of", seconds), [&] {
                // Everything that can fail comes before the output is touched.
                const ISampleSelector when(seconds, ISampleSelector::kFloorIndex);
-               const quint64 fileSize = m_archive->fileSize();
                WorldMatrices matrices(m_archive->transforms, seconds);
-               std::vector<std::pair<Abc::P3fArraySamplePtr, M44d>> parts;
+               std::vector<std::pair<std::vector<Imath::V3f>, M44d>> parts;
                std::size_t total = 0;
-               for (const auto &mesh : m_archive->meshes) {
-                   auto points =
-                       readArray(mesh.object.getSchema().getPositionsProperty(), when, fileSize);
-                   if (!points)
-                       continue;
-                   total += points->size();
-                   parts.emplace_back(std::move(points), matrices.of(mesh.transform));
+               for (const Mesh &mesh : m_archive->meshes) {
+                   parts.emplace_back(
+                       guarded::readArray(mesh.object.getSchema().getPositionsProperty(), when),
+                       matrices.of(mesh.transform));
+                   total += parts.back().first.size();
                }
                out.resize(total); // not cleared first: that would write every point twice
                QVector4D *next = out.data();
                for (const auto &[points, matrix] : parts) {
-                   transformPoints(points->get(), points->size(), matrix, next);
-                   next += points->size();
+                   transformPoints(points.data(), points.size(), matrix, next);
+                   next += points.size();
                }
            });
 }
@@ -334,21 +336,19 @@ bool AlembicFile::readCamera(CameraRecord &target, double seconds, const QString
 {
     if (!checkValid() || m_archive->cameras.empty())
         return false;
-    return guarded(failureAt("can't read the camera of", seconds), [&] {
-        const Placed<AbcGeom::ICamera> *camera = &m_archive->cameras.front();
-        for (const auto &candidate : m_archive->cameras) {
-            if (QString::fromStdString(candidate.object.getName()) == name) {
-                camera = &candidate;
-                break;
-            }
-        }
-        const AbcGeom::CameraSample sample = camera->object.getSchema().getValue(
-            ISampleSelector(seconds, ISampleSelector::kFloorIndex));
+    return attempt(failureAt("can't read the camera of", seconds), [&] {
+        const auto named = std::find_if(
+            m_archive->cameras.begin(), m_archive->cameras.end(),
+            [&name](const Camera &camera) { return QString::fromStdString(camera.name) == name; });
+        const Camera &camera =
+            named == m_archive->cameras.end() ? m_archive->cameras.front() : *named;
+        const auto lens =
+            camera.samples.lens(ISampleSelector(seconds, ISampleSelector::kFloorIndex));
         WorldMatrices matrices(m_archive->transforms, seconds);
-        const M44d world = matrices.of(camera->transform);
-        target.horizontalAperture = float(sample.getHorizontalAperture());
-        target.verticalAperture = float(sample.getVerticalAperture());
-        target.focalLength = float(sample.getFocalLength());
+        const M44d world = matrices.of(camera.transform);
+        target.horizontalAperture = float(lens.horizontalAperture);
+        target.verticalAperture = float(lens.verticalAperture);
+        target.focalLength = float(lens.focalLength);
         target.matrix = columnVectorMatrix(world);
     });
 }

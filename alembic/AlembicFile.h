@@ -46,7 +46,7 @@ public:
     int meshCount() const;
     int cameraCount() const;
 
-    /// First and last sample time over the archive's time samplings. False when none holds a
+    /// First and last sample time over the archive's time samplings; 0 and 0 when none holds a
     /// sample.
     bool timeRange(double &start, double &end) const;
     /// Adds each mesh's name and point count to `topology` and builds it from the merged face lists

@@ -45,6 +45,9 @@ private slots:
     void unreadableFileKeepsTheArchive_data();
     void unreadableFileKeepsTheArchive();
     void foreignSchemaIsRefused();
+    void foreignPropertiesAreRefused_data();
+    void foreignPropertiesAreRefused();
+    void missingDataHarmsNothing();
     void endlessHierarchyIsRefused();
     void fileThatShrinksWhileOpen();
     void sampleThatClaimsTooMuch_data();
@@ -309,14 +312,26 @@ void AlembicFileTest::meshesWithoutPointsOrFaces()
     Shape loose = cube();
     loose.faceIndices.clear();
     loose.faceCounts.clear();
+    Alembic::Abc::MetaData title;
+    title.set("schema", "AbcGeom_PolyMesh_v1");
     {
         Writer writer(path(QStringLiteral("empty.abc")));
         writer.mesh(writer.top(), "nothing", Shape());
         writer.mesh(writer.top(), "loose", loose);
+        Alembic::Abc::OObject bare(writer.top(), "bare", title);
+        Alembic::Abc::OCompoundProperty(bare.getProperties(), ".geom", title);
         writer.mesh(writer.top(), "box", cube());
+        Writer(path(QStringLiteral("void.abc")));
     }
     AlembicFile file;
+    double start = -1.0, end = -1.0;
+    QVERIFY(open(file, QStringLiteral("void.abc")));
+    QVERIFY(file.timeRange(start, end));
+    QCOMPARE(start, 0.0);
+    QCOMPARE(end, 0.0);
+    const LogCapture log;
     QVERIFY(open(file, QStringLiteral("empty.abc")));
+    QCOMPARE(LogCapture::countContaining(QStringLiteral("/bare")), 1);
     Topology topology;
     QVERIFY(file.fillTopology(topology));
     QCOMPARE(int(topology.meshes().size()), 3);
@@ -447,6 +462,93 @@ void AlembicFileTest::foreignSchemaIsRefused()
     QVERIFY(!open(file, QStringLiteral("claim.abc")));
     QVERIFY(!file.isValid());
     QCOMPARE(LogCapture::countContaining(QStringLiteral("claim.abc")), 1);
+}
+
+void AlembicFileTest::foreignPropertiesAreRefused_data()
+{
+    QTest::addColumn<QByteArray>("schema");
+    QTest::addColumn<QByteArray>("operations"); // one, a transform's; empty for a camera
+    QTest::addColumn<int>("valueCount");
+    QTest::addColumn<bool>("inDoubles");
+    const QByteArray transform("AbcGeom_Xform_v3"), camera("AbcGeom_Camera_v1");
+    const QByteArray matrix("\x30", 1), unknown("\xf0", 1);
+    QTest::newRow("too few values") << transform << matrix << 15 << true;
+    QTest::newRow("values in floats") << transform << matrix << 16 << false;
+    QTest::newRow("unknown operation") << transform << unknown << 16 << true;
+    QTest::newRow("a camera of too many values") << camera << QByteArray() << 255 << true;
+    QTest::newRow("a camera in floats") << camera << QByteArray() << 16 << false;
+}
+
+/// Objects that bear a transform's or a camera's name and hold something else.
+void AlembicFileTest::foreignPropertiesAreRefused()
+{
+    using namespace Alembic::Abc;
+    QFETCH(QByteArray, schema);
+    QFETCH(QByteArray, operations);
+    QFETCH(int, valueCount);
+    QFETCH(bool, inDoubles);
+    MetaData title;
+    title.set("schema", schema.toStdString());
+    const bool isCamera = operations.isEmpty();
+    {
+        Writer writer(path(QStringLiteral("foreign.abc")));
+        OObject object(writer.top(), "liar", title);
+        OCompoundProperty properties(object.getProperties(), isCamera ? ".camera" : ".xform",
+                                     title);
+        const auto write = [&properties](const char *name, Alembic::Util::PlainOldDataType type,
+                                         int count, const void *data) {
+            const Alembic::AbcCoreAbstract::DataType dataType(type, Alembic::Util::uint8_t(count));
+            OScalarProperty(properties, name, dataType).set(data);
+        };
+        if (!isCamera)
+            write(".ops", Alembic::Util::kUint8POD, 1, operations.constData());
+        const std::vector<double> values(std::size_t(valueCount), 1.0);
+        write(isCamera ? ".core" : ".vals",
+              inDoubles ? Alembic::Util::kFloat64POD : Alembic::Util::kFloat32POD, valueCount,
+              values.data());
+        writer.mesh(object, "box", cube());
+    }
+    AlembicFile file;
+    PointArray points;
+    const LogCapture log;
+    QVERIFY(!open(file, QStringLiteral("foreign.abc")) || !file.readPoints(points, 0.0));
+    QCOMPARE(int(LogCapture::lines().size()), 1);
+    QVERIFY(points.empty());
+}
+
+/// Takes away, one after the other, each mark that says "here lies data".
+void AlembicFileTest::missingDataHarmsNothing()
+{
+    const QString name = QStringLiteral("holes.abc");
+    {
+        Writer writer(path(name));
+        auto carrier = writer.xform(writer.top(), "carrier", { M44d(), translation(1, 0, 0) });
+        writer.mesh(carrier, "box", cube(), { moved(cube().points, V3f(1, 0, 0)) });
+        writer.camera(carrier, "shot", { 35.0, 50.0 });
+    }
+    QFile device(path(name));
+    QVERIFY(device.open(QIODevice::ReadWrite));
+    const QByteArray whole = device.readAll();
+    int failures = 0;
+    for (int at = 0; at < whole.size(); ++at) {
+        if (whole[at] != char(0x80))
+            continue;
+        device.seek(at);
+        device.putChar(0);
+        device.flush();
+        const LogCapture log;
+        AlembicFile file;
+        PointArray points;
+        CameraRecord camera;
+        Topology topology;
+        if (!open(file, name) || !file.readPoints(points, 0.0) || !file.readCamera(camera, 0.0) ||
+            !file.fillTopology(topology))
+            ++failures;
+        QVERIFY(points.empty() || points.size() == 8);
+        device.seek(at);
+        device.putChar(char(0x80));
+    }
+    QVERIFY2(failures > 10, qPrintable(QString::number(failures)));
 }
 
 void AlembicFileTest::endlessHierarchyIsRefused()
