@@ -3,6 +3,7 @@
 #include "alembic/AlembicFile.h"
 #include "app/Global.h"
 #include "gpu/ImagePlane.h"
+#include "gpu/Log.h"
 #include "timeline/Timeline.h"
 #include "viewport/Lens.h"
 #include "viewport/Viewport.h"
@@ -179,14 +180,19 @@ void CameraWindow::importImageSequence()
     const QString path =
         QFileDialog::getOpenFileName(this, QStringLiteral("load file"), QStringLiteral("/home"),
                                      QStringLiteral("Images (*.png *.exe *.jpg)"));
-    if (!path.isEmpty())
-        m_path->setText(path);
+    if (path.isEmpty())
+        return;
+    m_path->setText(path);
+    m_path->setFocus(); // Return there loads it
 }
 
 void CameraWindow::updateImageSequence()
 {
-    Global::imagePlane()->setSequence(
-        scanImageSequence(m_path->text(), Global::timeline()->minFrame()));
+    const QString path = m_path->text();
+    ImageSequence sequence = scanImageSequence(path, Global::timeline()->minFrame());
+    if (sequence.empty() && !path.isEmpty())
+        qCDebug(lcGpu).noquote() << "can't find the image:" << path;
+    Global::imagePlane()->setSequence(std::move(sequence));
     redraw();
 }
 

@@ -4,6 +4,7 @@
 #include "gpu/CameraWindow.h"
 #include "viewport/Viewport.h"
 
+#include <QHeaderView>
 #include <QScrollBar>
 #include <QVBoxLayout>
 
@@ -19,6 +20,9 @@ Outliner::Outliner()
     m_tree->setHeaderLabel(QStringLiteral("Cameras"));
     m_tree->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOn);
     m_tree->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Expanding);
+    m_tree->setRootIsDecorated(false); // a flat list needs no room for branches
+    m_tree->header()->setStretchLastSection(false); // whole names, by the scroll bar if need be
+    m_tree->header()->setSectionResizeMode(QHeaderView::ResizeToContents);
     auto *layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->addWidget(m_tree);
@@ -46,8 +50,10 @@ void Outliner::setDoubleClick(QTreeWidgetItem *item, int /*column*/)
     if (item->type() != kCameraType)
         return;
     Global::auxViewport()->setCameraName(item->text(0));
-    Global::cameraWindow()->hide(); // a window that is open already comes to the front this way
-    Global::cameraWindow()->show();
+    QWidget *window = Global::cameraWindow();
+    window->hide(); // a window that is open already comes to the front this way
+    window->setWindowState(window->windowState() & ~Qt::WindowMinimized);
+    window->show();
 }
 
 void Outliner::setItemExpanded(QTreeWidgetItem *item)

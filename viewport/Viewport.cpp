@@ -44,12 +44,6 @@ double currentSeconds()
     return timeline ? double(timeline->currentFrame()) / timeline->framesPerSecond() : 0.0;
 }
 
-bool readSceneCamera(CameraRecord &camera, const QString &name)
-{
-    const AlembicFile *archive = Global::alembic();
-    return archive && archive->isValid() && archive->readCamera(camera, currentSeconds(), name);
-}
-
 }
 
 Viewport::Viewport(QWidget *parent, ViewKind kind)
@@ -87,13 +81,22 @@ void Viewport::setCameraName(const QString &name)
     update();
 }
 
-CameraMatrices Viewport::matrices() const
+CameraMatrices Viewport::matrices() const { return matricesThrough(sceneCamera()); }
+
+std::optional<CameraRecord> Viewport::sceneCamera() const
 {
+    const AlembicFile *archive = Global::alembic();
     CameraRecord camera;
-    if (m_camera.isFree() || !readSceneCamera(camera, m_camera.name()))
-        return m_camera.matrices();
+    if (m_camera.isFree() || !archive || !archive->isValid() ||
+        !archive->readCamera(camera, currentSeconds(), m_camera.name()))
+        return std::nullopt;
+    return camera;
+}
+
+CameraMatrices Viewport::matricesThrough(const std::optional<CameraRecord> &camera) const
+{
     bool invertible = false;
-    const QMatrix4x4 view = camera.matrix.inverted(&invertible);
+    const QMatrix4x4 view = camera ? camera->matrix.inverted(&invertible) : QMatrix4x4();
     return invertible ? m_camera.matrices(view) : m_camera.matrices();
 }
 
@@ -143,10 +146,12 @@ void Viewport::paintGL()
         return;
     glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
     const QOpenGLVertexArrayObject::Binder vertexArray(m_vertexArray.get());
-    const CameraMatrices frame = matrices();
+    const std::optional<CameraRecord> camera = sceneCamera(); // read once a picture
+    const CameraMatrices frame = matricesThrough(camera);
     drawMesh(frame);
     drawGrid(frame);
-    drawImagePlane(frame);
+    if (camera)
+        drawImagePlane(*camera, frame);
 }
 
 void Viewport::drawMesh(const CameraMatrices &matrices)
@@ -175,13 +180,10 @@ void Viewport::drawGrid(const CameraMatrices &matrices)
     m_gridProgram->release();
 }
 
-void Viewport::drawImagePlane(const CameraMatrices &matrices)
+void Viewport::drawImagePlane(const CameraRecord &camera, const CameraMatrices &matrices)
 {
     ImagePlane *plane = Global::imagePlane();
     const Timeline *timeline = Global::timeline();
-    CameraRecord camera;
-    if (!plane || !timeline || m_camera.isFree() || !readSceneCamera(camera, m_camera.name()))
-        return;
-    if (plane->initialize())
+    if (plane && timeline && plane->initialize())
         plane->draw(timeline->currentFrame(), camera, matrices.view, matrices.projection);
 }

@@ -12,10 +12,12 @@
 
 #include <array>
 #include <memory>
+#include <optional>
 
 class QOpenGLShaderProgram;
 class QOpenGLVertexArrayObject;
 class UIDrawManager;
+struct CameraRecord;
 enum class OverlayMode : int;
 
 /// Perspective: the view of the main window. Camera: the view of the camera window, whose middle
@@ -81,7 +83,9 @@ private:
     bool buildGridProgram();
     void drawMesh(const CameraMatrices &matrices);
     void drawGrid(const CameraMatrices &matrices);
-    void drawImagePlane(const CameraMatrices &matrices);
+    void drawImagePlane(const CameraRecord &camera, const CameraMatrices &matrices);
+    std::optional<CameraRecord> sceneCamera() const;
+    CameraMatrices matricesThrough(const std::optional<CameraRecord> &camera) const;
 
     // ViewportMouse.cpp
     QPoint fromBottom(const QPoint &position) const;
@@ -107,7 +111,6 @@ private:
     // ViewportKeys.cpp
     void handleCommandKey(int key, Qt::KeyboardModifiers modifiers);
     void handleBrushKey(int key);
-    void chooseBrush(int brush);
     void frameMesh();
 
     bool m_initialized = false;

@@ -333,13 +333,21 @@ private slots:
         actions.front()->menu()->actions().front()->trigger();
         auto *path = window->findChildren<QLineEdit *>().last();
         QCOMPARE(path->text(), chosen);
+        QCOMPARE(window->focusWidget(), path);
         QTest::keyClick(path, Qt::Key_Return);
         QCOMPARE(int(Global::imagePlane()->sequence().size()), 3);
         window->close();
         QVERIFY(!window->isVisible());
         QVERIFY(Global::cameraWindow() == window);
+        window->setWindowState(Qt::WindowMinimized);
         choose(1);
-        QVERIFY(window->isVisible());
+        QVERIFY(window->isVisible() && !window->isMinimized());
+
+        const LogCapture log;
+        path->setText(QStringLiteral("/no/such/plate.0001.png"));
+        window->updateImageSequence();
+        QVERIFY(Global::imagePlane()->sequence().empty());
+        QCOMPARE(LogCapture::countContaining(path->text()), 1);
     }
 
     void ofTwoCamerasOfOneNameTheFirstIsMeant()
