@@ -35,11 +35,9 @@ private slots:
     void transformsNearestFirst();
     void everyPointFollowsTheFormula_data();
     void everyPointFollowsTheFormula();
-    void subdivisionSurfaceIsAMesh();
     void cameras();
     void instancesFollowThePathWalked();
     void meshesWithoutPointsOrFaces();
-    void pointCountMayChange();
     void infiniteAndNaNPoints();
     void invalidArchiveLeavesOutputsAlone();
     void unreadableFileKeepsTheArchive_data();
@@ -225,25 +223,6 @@ void AlembicFileTest::everyPointFollowsTheFormula()
     }
 }
 
-void AlembicFileTest::subdivisionSurfaceIsAMesh()
-{
-    {
-        Writer writer(path(QStringLiteral("subd.abc")));
-        auto carrier = writer.xform(writer.top(), "carrier", { translation(0, 5, 0) });
-        writer.subdivision(carrier, "cage", cube());
-    }
-    AlembicFile file;
-    QVERIFY(open(file, QStringLiteral("subd.abc")));
-    QCOMPARE(file.meshCount(), 1);
-    Topology topology;
-    QVERIFY(file.fillTopology(topology));
-    QCOMPARE(topology.triangleCount(), 12);
-    PointArray points;
-    QVERIFY(file.readPoints(points, 0.0));
-    QVERIFY(near(points[7], 1, 6, 1));
-    QCOMPARE(int(file.objects().back().type), 1);
-}
-
 void AlembicFileTest::cameras()
 {
     {
@@ -340,24 +319,6 @@ void AlembicFileTest::meshesWithoutPointsOrFaces()
     PointArray points;
     QVERIFY(file.readPoints(points, 0.0));
     QCOMPARE(int(points.size()), 16);
-}
-
-void AlembicFileTest::pointCountMayChange()
-{
-    {
-        Writer writer(path(QStringLiteral("growing.abc")));
-        writer.mesh(writer.top(), "grid", grid(2), { grid(3).points, Points() });
-    }
-    AlembicFile file;
-    QVERIFY(open(file, QStringLiteral("growing.abc")));
-    Topology topology;
-    QVERIFY(file.fillTopology(topology));
-    QCOMPARE(topology.vertexCount(), 4);
-    PointArray points;
-    for (const int expected : { 4, 9, 0 }) {
-        QVERIFY(file.readPoints(points, (expected == 4 ? 0 : expected == 9 ? 1 : 2) / 24.0));
-        QCOMPARE(int(points.size()), expected);
-    }
 }
 
 void AlembicFileTest::infiniteAndNaNPoints()

@@ -86,39 +86,11 @@ private slots:
         QCOMPARE(camera.fieldOfView(), 20.0f);
     }
 
-    void projectionIsTheTextbookMatrix()
+    void depthsSpanTheClipRange()
     {
         const QMatrix4x4 projection = sizedCamera().matrices().projection;
-        const double f = 1.0 / std::tan(M_PI / 8);
-        QVERIFY(qFuzzyCompare(projection(0, 0), float(f * kHeight / kWidth)));
-        QVERIFY(qFuzzyCompare(projection(1, 1), float(f)));
-        QVERIFY(qFuzzyCompare(projection(2, 2), -(10000.0f + 0.1f) / (10000.0f - 0.1f)));
-        QVERIFY(qFuzzyCompare(projection(2, 3), -(2 * 10000.0f * 0.1f) / (10000.0f - 0.1f)));
-        QCOMPARE(projection(3, 2), -1.0f);
-        QCOMPARE(projection(3, 3), 0.0f);
-    }
-
-    void tumbleTurnsHalfADegreeAPixel()
-    {
-        OrbitCamera camera = sizedCamera();
-        camera.beginDrag(10, 10);
-        camera.orbitDrag(30, 50, DragKind::Tumble);
-        QVERIFY(qAbs(camera.turn() - float(-0.785398 + 10 * M_PI / 180)) < 1e-6f);
-        QVERIFY(qAbs(camera.tilt() - float(0.48 - 20 * M_PI / 180)) < 1e-6f);
-        camera.reset();
-        QCOMPARE(camera.tilt(), 0.48f);
-        QCOMPARE(camera.view(), OrbitCamera().view());
-    }
-
-    void panFollowsTheCursorAtThePivot()
-    {
-        OrbitCamera camera = sizedCamera();
-        camera.frameBox({ -1, 0, 2 }, { 3, 5, 4 });
-        const QPointF before = pixelOf(camera.matrices(), camera.pivot());
-        camera.beginDrag(200, 200);
-        camera.orbitDrag(257, 171, DragKind::Pan);
-        QVERIFY(distance(pixelOf(camera.matrices(), camera.pivot()), before + QPointF(57, -29)) <
-                kPixelTolerance);
+        QVERIFY(qAbs(projection.map(QVector3D(0, 0, -0.1f)).z() + 1) < 1e-4f);
+        QVERIFY(qAbs(projection.map(QVector3D(0, 0, -10000)).z() - 1) < 1e-4f);
     }
 
     void dolly_data()
@@ -150,6 +122,8 @@ private slots:
         QCOMPARE(camera.pan().z(), -3.0f);
         camera.orbitDrag(40, 500, DragKind::Pan); // the eye sits in the pivot: no scale to pan by
         QCOMPARE(camera.pan(), QVector3D(-1, -2, -3));
+        camera.reset();
+        QCOMPARE(camera.view(), OrbitCamera().view());
     }
 
     void pictureMovesWithTheCursorAndStopsShrinking()
