@@ -12,6 +12,7 @@
 
 #include <array>
 #include <memory>
+#include <optional>
 
 class AlembicFile;
 class QOpenGLDebugLogger;
@@ -91,7 +92,8 @@ public:
     void copyBuffer(const QString &source, const QString &target);
 
     /// The imported points at a frame go into "position". A frame whose points cannot be read, or
-    /// do not number one per vertex, keeps the last good imported positions, with one debug line.
+    /// do not number one per vertex, keeps the last good imported positions, with one debug line;
+    /// it is read again only after another frame.
     void loadFrame(int frame, double framesPerSecond, const AlembicFile &alembic);
 
     // One dab (GPUMeshSculpt.cpp).
@@ -145,6 +147,7 @@ private:
     bool buildPrograms();
     void createBuffers();
     int itemsOf(ItemCount count) const;
+    bool readFrame(int frame, double framesPerSecond, const AlembicFile &alembic);
 
     QOpenGLShaderProgram &program(Program which);
     /// The one place that dispatches: the bound program over `groups` work groups of the sixteen
@@ -166,6 +169,7 @@ private:
     PointArray m_restPoints;
     PointArray m_lastGoodPoints; ///< what a frame that cannot be read falls back to
     PointArray m_framePoints; ///< where the next frame is read to
+    std::optional<int> m_fallbackFrame; ///< the frame of the last load, where it could not be read
     std::array<GLBuffer, 16> m_buffers;
     std::array<std::unique_ptr<QOpenGLShaderProgram>, size_t(Program::Count)> m_programs;
     std::unique_ptr<QOpenGLTexture> m_clayAlpha;
