@@ -136,11 +136,11 @@ void Global::connectSignals(Global &receiver)
 
 void Global::destroyAll()
 {
+    s_layers.clear(); // the widgets go with the panel that holds them
     // Panels that sit in the main window leave its tree as they go; deleting null is nothing.
     delete std::exchange(s_alembic, nullptr);
     delete std::exchange(s_timeline, nullptr);
     delete std::exchange(s_layerManager, nullptr);
-    s_layers.clear(); // the widgets went with the panel that held them
     delete std::exchange(s_commands, nullptr);
     delete std::exchange(s_outliner, nullptr);
     delete std::exchange(s_topology, nullptr);
@@ -183,7 +183,8 @@ void Global::updateToNewAlembic()
     endInteractions();
     double start = 0.0;
     double end = 0.0;
-    if (!s_alembic->timeRange(start, end))
+    // An archive without a sample stands still at 0: its mesh, if any, still replaces the earlier.
+    if (!s_alembic->timeRange(start, end) && !s_alembic->isValid())
         return;
     const double framesPerSecond = s_timeline->framesPerSecond();
     const int startFrame = frameAtTime(start, framesPerSecond);
@@ -280,7 +281,9 @@ void Global::clearScene()
 
 void Global::saveScene(const QString &path)
 {
+    endInteractions(); // what is on screen is what is saved
     std::vector<const LayerData *> records;
+    records.reserve(s_layers.size());
     for (const Layer *layer : s_layers)
         records.push_back(layer->data());
     writeScene(path, s_alembicPath, records);
