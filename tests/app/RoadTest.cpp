@@ -1,11 +1,9 @@
 #include "support/Road.h"
 #include "support/AppFixture.h"
+#include "support/RawLayer.h"
 
-#include <QDataStream>
 #include <QProcess>
 #include <QTemporaryDir>
-
-#include <cstring>
 
 /// The road with real events in the real window, and what it leaves in the scene file, byte by
 /// byte.
@@ -48,74 +46,6 @@ void RoadTest::theWholeRoad()
         QVERIFY2(station.good, qPrintable(station.name + QStringLiteral(": ") + station.checked));
 }
 
-namespace {
-
-/// Writes the big-endian bytes that the layout asks for, knowing nothing of the program's writer.
-class Bytes {
-public:
-    void number(qint32 value)
-    {
-        for (int shift = 24; shift >= 0; shift -= 8)
-            data.append(char(quint32(value) >> shift));
-    }
-    void real(double value)
-    {
-        quint64 bits = 0;
-        std::memcpy(&bits, &value, sizeof bits);
-        for (int shift = 56; shift >= 0; shift -= 8)
-            data.append(char(bits >> shift));
-    }
-    void text(const QString &value)
-    {
-        number(value.size() * 2);
-        for (const QChar unit : value) {
-            data.append(char(unit.unicode() >> 8));
-            data.append(char(unit.unicode() & 0xff));
-        }
-    }
-    void points(const PointArray &values)
-    {
-        for (const QVector4D &point : values)
-            for (const float value : { point.x(), point.y(), point.z() })
-                real(double(value));
-    }
-    void truth(bool value) { data.append(char(value)); }
-
-    QByteArray data;
-};
-
-QByteArray expectedScene(const QString &archive, const LayerData &layer)
-{
-    Bytes bytes;
-    bytes.text(archive);
-    bytes.number(1);
-    for (const size_t count : { layer.basePoints().size(), layer.offsetPoints().size(),
-                                layer.mask().size(), layer.keys().size() })
-        bytes.number(qint32(count));
-    bytes.points(layer.basePoints());
-    bytes.points(layer.offsetPoints());
-    for (const float value : layer.mask())
-        bytes.real(double(value));
-    for (const LayerKey &key : layer.keys()) {
-        bytes.real(key.time);
-        bytes.real(double(key.value));
-        bytes.truth(key.flag);
-    }
-    bytes.text(layer.name());
-    bytes.number(qint32(layer.kind()));
-    bytes.real(double(layer.intensity()));
-    bytes.number(layer.reserved());
-    bytes.truth(layer.selected());
-    bytes.truth(layer.tangent());
-    bytes.number(layer.iterations());
-    bytes.number(layer.cloneIterations());
-    for (const float value : { layer.damping(), layer.stiffness(), layer.asMuscle() })
-        bytes.real(double(value));
-    return bytes.data;
-}
-
-} // namespace
-
 void RoadTest::theFileHoldsTheLayers()
 {
     QVERIFY(Global::currentLayer()); // the selection came back with the scene
@@ -125,10 +55,7 @@ void RoadTest::theFileHoldsTheLayers()
         key.time = 10.0 / 24.0;
     QFile file(m_scene);
     QVERIFY(file.open(QIODevice::ReadOnly));
-    const QByteArray held = file.readAll();
-    const QByteArray expected = expectedScene(m_archive, layer);
-    QCOMPARE(held.size(), expected.size());
-    QVERIFY(held == expected);
+    QVERIFY(file.readAll() == SceneBytesWriter::write({ m_archive, { rawLayer(layer) } }));
 }
 
 void RoadTest::importThroughTheDialog(const QString &path)
