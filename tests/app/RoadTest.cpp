@@ -1,4 +1,5 @@
 #include "support/Road.h"
+#include "app/SceneStream.h"
 #include "support/AppFixture.h"
 #include "support/RawLayer.h"
 
@@ -16,6 +17,7 @@ private slots:
     void theFileHoldsTheLayers();
     void aBadArchiveChangesNothing();
     void importOverLayersKeepsThem();
+    void aSaveHoldsTheStrokeInFlight();
     void aScratchedSceneKeepsTheProgram();
 
 private:
@@ -91,6 +93,21 @@ void RoadTest::importOverLayersKeepsThem()
     importThroughTheDialog(m_archive);
     QCOMPARE(Global::layers().size(), size_t(1));
     QVERIFY(Global::currentLayer()->data()->offsetPoints() == offsets);
+}
+
+void RoadTest::aSaveHoldsTheStrokeInFlight()
+{
+    constexpr int kStandard = 2;
+    Road::chooseBrush(kStandard);
+    const PointArray before = Global::currentLayer()->data()->offsetPoints();
+    const QPoint at = Road::pixelOnMesh();
+    Driver::mouse(QTest::MousePress, Global::viewport(), at, Qt::LeftButton);
+    Driver::mouse(QTest::MouseMove, Global::viewport(), at + QPoint(30, 0), Qt::NoButton);
+    Driver::key(Global::mainWindow(), Qt::Key_S, Qt::ControlModifier);
+    const PointArray held = readScene(m_scene).layers.at(0)->offsetPoints();
+    QVERIFY(held != before);
+    Driver::mouse(QTest::MouseRelease, Global::viewport(), at + QPoint(30, 0), Qt::LeftButton);
+    QVERIFY(Global::currentLayer()->data()->offsetPoints() == held);
 }
 
 void RoadTest::aScratchedSceneKeepsTheProgram()

@@ -39,6 +39,7 @@ private slots:
     void newSceneAsks();
     void cancelledDialogsChangeNothing();
     void saveAsRetitles();
+    void failedSaveKeepsTheScene();
     void exportWritesNothing();
     void cotangentFlipsOnThePress();
     void bySurfaceFlipsOnTheClick();
@@ -191,6 +192,10 @@ void WindowTest::newSceneAsks()
     QFETCH(int, answer);
     QFETCH(int, layersLeft);
     m_app.global().addLayer(int(LayerKind::Relax));
+    // The shortcut reaches the window from a field, too, which discarding takes away under the
+    // keys.
+    Global::mainWindow()->activateWindow();
+    Global::layers().front()->findChild<QLineEdit *>()->setFocus();
     Driver::answerMessageBox(QMessageBox::StandardButton(answer), [answer](QMessageBox *box) {
         QCOMPARE(box->windowTitle(), QStringLiteral("Scene Not Saved?"));
         QCOMPARE(box->informativeText(), QStringLiteral("Save Changed to untitled scene?"));
@@ -238,6 +243,20 @@ void WindowTest::saveAsRetitles()
     QVERIFY(QFile::remove(Global::scenePath()));
     Driver::key(Global::mainWindow(), Qt::Key_S, Qt::ControlModifier);
     QVERIFY(QFile::exists(Global::scenePath()));
+}
+
+void WindowTest::failedSaveKeepsTheScene()
+{
+    m_app.global().addLayer(int(LayerKind::Relax));
+    QTemporaryDir gone;
+    Global::setScenePath(gone.filePath(QStringLiteral("scene.pxm")));
+    QVERIFY(gone.remove());
+    QTest::ignoreMessage(
+        QtDebugMsg, QRegularExpression(QStringLiteral("^can't save the scene: .*scene.pxm .")));
+    QTest::ignoreMessage(QtDebugMsg, "file saved");
+    Driver::key(Global::mainWindow(), Qt::Key_S, Qt::ControlModifier);
+    QCOMPARE(Global::layers().size(), size_t(1));
+    QVERIFY(!QApplication::activeModalWidget() && !QApplication::overrideCursor());
 }
 
 void WindowTest::exportWritesNothing()
@@ -322,6 +341,9 @@ void WindowTest::licence()
     QVERIFY(Global::unlicensed());
     QVERIFY(!Licence::isRightKey(QByteArray()));
     QVERIFY(!Licence::isRightKey(Licence::keyFor("another machine")));
+    QVERIFY(QDir().mkdir(Licence::keyFilePath())); // something that cannot be read
+    QVERIFY(!Licence::isLicensed());
+    QVERIFY(QDir().rmdir(Licence::keyFilePath()));
 
     action(QStringLiteral("&Show Request Code"))->trigger();
     auto *dialog = Global::mainWindow()->findChild<QDialog *>();
