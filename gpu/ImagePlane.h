@@ -30,7 +30,7 @@ struct PlateSettings {
 class ImagePlane : protected QOpenGLFunctions_4_3_Core {
 public:
     ImagePlane();
-    ~ImagePlane();
+    ~ImagePlane() override;
     ImagePlane(const ImagePlane &) = delete;
     ImagePlane &operator=(const ImagePlane &) = delete;
 

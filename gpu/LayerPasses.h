@@ -12,8 +12,8 @@ struct PlayState {
 /// Runs one layer's GPU pass on "position" with the mesh bound; the weight is key envelope ×
 /// intensity × global envelope. A weight of exactly 0 runs nothing and uploads nothing; every other
 /// weight, however small or negative, is applied. A mask that does not have one entry per vertex
-/// counts as zeros; a Sculpt or Mush layer whose points do not fit is passed over with a debug line.
-/// Only a Jiggle layer's data changes.
+/// counts as zeros; a Sculpt or Mush layer whose points do not fit is passed over with a debug
+/// line. Only a Jiggle layer's data changes.
 void applyLayer(GPUMesh &mesh, LayerData &layer, float weight, const PlayState &play);
 
 /// The mask overlay: the layer's mask, or zeros where its length does not fit or `layer` is null.

@@ -222,7 +222,7 @@ private:
         std::uint32_t &newest = m_newest[std::size_t(named.position)];
         int searches = kMaxSearches;
         for (std::uint32_t vertex = newest; vertex != kNone && searches > 0; --searches) {
-            if (std::equal(normal.begin(), normal.end(), &m_shape.normals[3 * vertex]))
+            if (std::equal(normal.begin(), normal.end(), &m_shape.normals[3 * std::size_t(vertex)]))
                 return vertex;
             vertex = m_older[vertex];
         }

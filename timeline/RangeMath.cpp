@@ -8,7 +8,8 @@ namespace {
 /// 29 frames of 100, which floating point misses.
 double frameShare(int pixels, int width, int frames)
 {
-    return width > 0 ? double(qint64(pixels) * frames / width) : 0.0;
+    const qint64 share = width > 0 ? qint64(pixels) * frames / width : 0;
+    return double(share);
 }
 
 } // namespace

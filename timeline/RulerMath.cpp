@@ -110,8 +110,8 @@ QPointF keyPoint(const LayerKey &key, double framesPerSecond, const QSize &widge
     const float p = pixelsPerFrame(widget.width(), range);
     const qint64 offset = qint64(frameAtTime(key.time, framesPerSecond)) - range.start;
     const int rise = truncated(double(key.value * float(widget.height())));
-    return { double(markerWidth(p) / 2) + double(float(offset) * p),
-             heldFar(double(widget.height()) - rise) };
+    const int half = markerWidth(p) / 2;
+    return { half + double(float(offset) * p), heldFar(double(widget.height()) - rise) };
 }
 
 QPainterPath keyCurve(const QPointF &from, const QPointF &to, int width)

@@ -204,6 +204,7 @@ void Timeline::paintKeys(QPainter &painter) const
     std::vector<LayerKey> &keys = layer->data()->keys();
     sortKeys(keys);
     std::vector<QPointF> points;
+    points.reserve(keys.size());
     for (const LayerKey &key : keys)
         points.push_back(keyPoint(key, m_framesPerSecond, size(), m_range));
 

@@ -2,7 +2,7 @@
 
 QString strengthLabel(float strength)
 {
-    const QString digits = QString::number(double(strength), 'g', 6);
+    QString digits = QString::number(double(strength), 'g', 6);
     if (!(strength < 1.0f) || strength == 0.0f)
         return digits;
     if (digits.contains(QLatin1Char('e'))) // below 0.0001 the general format turns to exponents
