@@ -37,6 +37,10 @@ function(house_add_test name)
     endif()
     add_test(NAME ${name} COMMAND ${name})
     set_tests_properties(${name} PROPERTIES LABELS "${labels}" TIMEOUT 600)
+    if(ARG_GL)
+        # Windows on one display take the focus and the mouse from each other.
+        set_tests_properties(${name} PROPERTIES RESOURCE_LOCK display)
+    endif()
 endfunction()
 
 # house_add_bench(NAME sources… LINKS targets…): one Google Benchmark executable.
