@@ -202,7 +202,10 @@ void CameraWindow::matchLens(const QString &cameraName)
     const Timeline *timeline = Global::timeline();
     const double seconds = double(timeline->currentFrame()) / timeline->framesPerSecond();
     CameraRecord camera;
-    if (!Global::auxViewport()->camera().isFree() && Global::alembic()->isValid() &&
-        Global::alembic()->readCamera(camera, seconds, cameraName))
-        m_fieldOfView->setValue(verticalFieldOfView(camera));
+    if (Global::auxViewport()->camera().isFree() || !Global::alembic()->isValid() ||
+        !Global::alembic()->readCamera(camera, seconds, cameraName))
+        return;
+    const float angle = verticalFieldOfView(camera);
+    if (angle > 0.0f) // without a lens the view keeps its own
+        m_fieldOfView->setValue(angle);
 }

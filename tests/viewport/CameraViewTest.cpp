@@ -310,8 +310,10 @@ private slots:
         plate().depth = 2;
         QCOMPARE(colorAt(view()->grabFramebuffer(), { 300, 60 }), QColor(Qt::white));
         const float angle = view()->camera().fieldOfView();
+        const QString shown = fieldOfView()->field()->text();
         choose(2);
         QCOMPARE(view()->camera().fieldOfView(), angle);
+        QCOMPARE(fieldOfView()->field()->text(), shown);
         QCOMPARE(colorAt(view()->grabFramebuffer(), { 300, 60 }).red(), 102);
     }
 
