@@ -4,8 +4,6 @@
 
 #include <limits>
 
-Q_DECLARE_METATYPE(RangeMargins)
-
 class RangeMathTest : public QObject {
     Q_OBJECT
 
@@ -13,7 +11,6 @@ private slots:
     void endDrags();
     void bodyDrags();
     void resizing();
-    void shownRanges_data();
     void shownRanges();
 };
 
@@ -47,40 +44,27 @@ void RangeMathTest::resizing()
     QCOMPARE(scaledMargins({ 33, 10 }, 100, 0), (RangeMargins { 0, 0 }));
 }
 
-void RangeMathTest::shownRanges_data()
-{
-    constexpr int intMax = std::numeric_limits<int>::max();
-    QTest::addColumn<RangeMargins>("margins");
-    QTest::addColumn<int>("width");
-    QTest::addColumn<int>("minFrame");
-    QTest::addColumn<int>("maxFrame");
-    QTest::addColumn<int>("start");
-    QTest::addColumn<int>("end");
-    const auto row = [](const char *name, RangeMargins margins, QVector<int> numbers) {
-        auto &data = QTest::newRow(name) << margins;
-        for (const int number : numbers)
-            data << number;
-    };
-    row("no margins", { 0, 0 }, { 1000, 0, 24, 0, 24 });
-    row("fractions are cut", { 49, 100 }, { 1000, 0, 24, 1, 22 });
-    row("exact shares", { 29, 43 }, { 100, 0, 100, 29, 57 });
-    row("the shift from a first frame", { 100, 0 }, { 1000, 10, 100, 20, 100 });
-    row("shifted past the end", { 100, 0 }, { 1000, 1001, 1049, 1105, 1049 });
-    row("below zero", { 100, 100 }, { 1000, -50, 100, -40, 90 });
-    row("width 0", { 5, 5 }, { 0, 3, 9, 3, 9 });
-    row("one frame", { 100, 100 }, { 1000, 7, 7, 7, 7 });
-    row("widest range", { 900, 0 }, { 1000, intMax - 1, intMax, intMax, intMax });
-}
-
 void RangeMathTest::shownRanges()
 {
-    QFETCH(RangeMargins, margins);
-    QFETCH(int, width);
-    QFETCH(int, minFrame);
-    QFETCH(int, maxFrame);
-    const FrameRange shown = shownFrames(margins, width, minFrame, maxFrame);
-    QTEST(shown.start, "start");
-    QTEST(shown.end, "end");
+    constexpr int intMax = std::numeric_limits<int>::max();
+    struct Row {
+        const char *name;
+        RangeMargins margins;
+        int width, minFrame, maxFrame, start, end;
+    };
+    for (const Row &row :
+         { Row { "no margins", { 0, 0 }, 1000, 0, 24, 0, 24 },
+           { "fractions are cut", { 49, 100 }, 1000, 0, 24, 1, 22 },
+           { "exact shares", { 29, 43 }, 100, 0, 100, 29, 57 },
+           { "the shift from a first frame", { 100, 0 }, 1000, 10, 100, 20, 100 },
+           { "shifted past the end", { 100, 0 }, 1000, 1001, 1049, 1105, 1049 },
+           { "below zero", { 100, 100 }, 1000, -50, 100, -40, 90 },
+           { "width 0", { 5, 5 }, 0, 3, 9, 3, 9 },
+           { "one frame", { 100, 100 }, 1000, 7, 7, 7, 7 },
+           { "widest range", { 900, 0 }, 1000, intMax - 1, intMax, intMax, intMax } }) {
+        const FrameRange shown = shownFrames(row.margins, row.width, row.minFrame, row.maxFrame);
+        QVERIFY2(shown.start == row.start && shown.end == row.end, row.name);
+    }
 }
 
 QTEST_APPLESS_MAIN(RangeMathTest)
