@@ -4,11 +4,14 @@
 #include "gpu/ShaderSource.h"
 #include "layers/PointMath.h"
 #include "shapes/Log.h"
+#include "viewport/InteractionMode.h"
 
 #include <QKeyEvent>
 #include <QMouseEvent>
 #include <QOpenGLShaderProgram>
 #include <QOpenGLVertexArrayObject>
+
+#include <optional>
 
 namespace {
 
@@ -39,18 +42,6 @@ std::unique_ptr<QOpenGLShaderProgram> buildProgram(const QString &name)
         return program;
     qCDebug(lcShapes).noquote() << "can't link" << name << program->log();
     return nullptr;
-}
-
-DragKind kindOf(Qt::MouseButton button)
-{
-    switch (button) {
-    case Qt::LeftButton:
-        return DragKind::Tumble;
-    case Qt::MiddleButton:
-        return DragKind::Pan;
-    default:
-        return DragKind::Dolly;
-    }
 }
 
 PointArray pointsOf(const ShapeMesh &shape)
@@ -109,22 +100,20 @@ void ShapeViewPort::frameShape()
 
 void ShapeViewPort::mousePressEvent(QMouseEvent *event)
 {
-    m_dragButton = event->button();
-    m_drag = kindOf(m_dragButton);
+    m_dragging = true;
     m_camera.beginDrag(event->x(), height() - event->y());
 }
 
 void ShapeViewPort::mouseReleaseEvent(QMouseEvent *event)
 {
-    if (event->button() == m_dragButton)
-        m_drag.reset();
+    m_dragging = event->buttons() != Qt::NoButton;
 }
 
 void ShapeViewPort::mouseMoveEvent(QMouseEvent *event)
 {
-    if (!m_drag)
+    if (!m_dragging)
         return;
-    m_camera.orbitDrag(event->x(), height() - event->y(), *m_drag);
+    m_camera.orbitDrag(event->x(), height() - event->y(), navigationKind(event->buttons()));
     update();
 }
 

@@ -8,15 +8,14 @@
 #include <QOpenGLWidget>
 
 #include <memory>
-#include <optional>
 
 class QOpenGLShaderProgram;
 class QOpenGLVertexArrayObject;
 
 /// The preview of one shape on the ground grid, lit as the meshes of the main view are, back faces
-/// culled. Left drag tumbles, middle pans, right dollies; F frames the shape. Its buffers live in
-/// its own context; the shape is kept, so that a new context (a window moved or made anew) gets it
-/// again. Without OpenGL 4.3 it stays blank.
+/// culled, and turned by the same drags, with no Alt needed; F frames the shape. Its buffers live
+/// in its own context; the shape is kept, so that a new context (a window moved or made anew) gets
+/// it again. Without OpenGL 4.3 it stays blank.
 class ShapeViewPort : public QOpenGLWidget, protected QOpenGLFunctions_4_3_Core {
     Q_OBJECT
 
@@ -49,8 +48,7 @@ private:
     void drawGrid(const CameraMatrices &matrices);
 
     OrbitCamera m_camera;
-    std::optional<DragKind> m_drag;
-    Qt::MouseButton m_dragButton = Qt::NoButton;
+    bool m_dragging = false;
     std::shared_ptr<const ShapeMesh> m_shape;
     std::unique_ptr<QOpenGLShaderProgram> m_gridProgram;
     std::unique_ptr<QOpenGLShaderProgram> m_shapeProgram;
