@@ -57,7 +57,7 @@ void ImportTest::import(const QString &path)
 void ImportTest::useEverything() const
 {
     Timeline &timeline = *Global::timeline();
-    for (const int frame : { timeline.minFrame(), timeline.maxFrame(), timeline.minFrame() + 1 })
+    for (const int frame : { timeline.minFrame(), timeline.maxFrame(), 1 })
         timeline.setCurrentFrame(frame);
     timeline.playPause();
     for (int tick = 0; tick < 3; ++tick)

@@ -71,7 +71,7 @@ void RoadTest::aBadArchiveChangesNothing()
     const QString bad = m_folder.filePath(QStringLiteral("bad.abc"));
     QFile file(bad);
     QVERIFY(file.open(QIODevice::WriteOnly));
-    file.write("Ogawa\xff\0\1 but nothing behind it", 32);
+    file.write(QByteArrayLiteral("Ogawa\xff\0\1 but nothing behind it"));
     file.close();
 
     const int vertices = Global::mesh()->vertexCount();
