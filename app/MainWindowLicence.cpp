@@ -28,6 +28,7 @@ void MainWindow::showRequestCode()
         connect(buttons, &QDialogButtonBox::accepted, this, &MainWindow::checkKey);
         connect(buttons, &QDialogButtonBox::rejected, m_keyDialog, &QDialog::hide);
     }
+    m_keyField->setFocus();
     m_keyDialog->show();
     m_keyDialog->raise();
 }

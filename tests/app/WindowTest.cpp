@@ -39,6 +39,7 @@ private slots:
     void newSceneAsks();
     void cancelledDialogsChangeNothing();
     void saveAsRetitles();
+    void openRestoresTheStack();
     void failedSaveKeepsTheScene();
     void exportWritesNothing();
     void cotangentFlipsOnThePress();
@@ -245,6 +246,30 @@ void WindowTest::saveAsRetitles()
     QVERIFY(QFile::exists(Global::scenePath()));
 }
 
+void WindowTest::openRestoresTheStack()
+{
+    const QString path = m_folder.filePath(QStringLiteral("stack.pxm"));
+    const LayerKind kinds[] = { LayerKind::Mush, LayerKind::Jiggle, LayerKind::Cloth };
+    for (const LayerKind kind : kinds)
+        m_app.global().addLayer(int(kind));
+    Global::layers()[1]->select(); // neither the first nor the last, which a new layer would be
+    Global::saveScene(path);
+
+    Driver::answerFileDialog(path, [](QFileDialog *dialog) {
+        QCOMPARE(dialog->windowTitle(), QStringLiteral("load file"));
+        QCOMPARE(dialog->nameFilters(), QStringList(QStringLiteral("Files(*.pxm)")));
+    });
+    Driver::key(Global::mainWindow(), Qt::Key_O, Qt::ControlModifier);
+    QCOMPARE(Global::mainWindow()->windowTitle(), QStringLiteral("Plexmold 1.0: ") + path);
+    QCOMPARE(Global::layers().size(), std::size(kinds));
+    for (size_t i = 0; i < std::size(kinds); ++i) {
+        Layer *layer = Global::layers()[i];
+        QCOMPARE(layer->data()->kind(), kinds[i]);
+        QCOMPARE(layer->data()->selected(), i == 1);
+        QCOMPARE(Global::layerManager()->layerListLayout()->indexOf(layer), int(i));
+    }
+}
+
 void WindowTest::failedSaveKeepsTheScene()
 {
     m_app.global().addLayer(int(LayerKind::Relax));
@@ -353,7 +378,9 @@ void WindowTest::licence()
     const QLineEdit *code = fields.at(0)->isReadOnly() ? fields.at(0) : fields.at(1);
     QCOMPARE(code->text().toLatin1(), Licence::requestCode());
 
-    key->setText(QStringLiteral("wrong"));
+    for (const Qt::Key letter : { Qt::Key_B, Qt::Key_A, Qt::Key_D })
+        Driver::key(dialog, letter);
+    QCOMPARE(key->text(), QStringLiteral("bad")); // the keys went to it without a click
     Driver::key(dialog, Qt::Key_Return);
     QVERIFY(Global::unlicensed());
     QVERIFY(!QFile::exists(Licence::keyFilePath()));
