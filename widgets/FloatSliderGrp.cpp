@@ -43,7 +43,6 @@ void FloatSliderGrp::setValue(float value)
 {
     m_field->setText(textFromFloat(std::isnan(value) ? 0.0f : std::clamp(value, 0.0f, 1.0f)));
     m_field->setCursorPosition(0); // a long number shows its leading digits
-    m_field->setCursorPosition(0); // a long number shows its leading digits
 }
 
 void FloatSliderGrp::setLabel(const QString &label) { m_label->setText(label); }
