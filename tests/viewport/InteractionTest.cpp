@@ -1,5 +1,4 @@
 #include "gpu/ImageSequence.h"
-#include "layers/PointSum.h"
 #include "layers/StrokeBrush.h"
 #include "viewport/InteractionMode.h"
 #include "viewport/StrengthLabel.h"
@@ -55,14 +54,6 @@ private slots:
         QFETCH(const Qt::KeyboardModifiers, modifiers);
         QFETCH(const bool, layer);
         QTEST(chooseMode(buttons, modifiers, layer), "mode");
-    }
-
-    void navigationFollowsTheHeldButtons()
-    {
-        QCOMPARE(navigationKind(Qt::LeftButton), DragKind::Tumble);
-        QCOMPARE(navigationKind(Qt::MiddleButton), DragKind::Pan);
-        QCOMPARE(navigationKind(Qt::RightButton), DragKind::Dolly);
-        QCOMPARE(navigationKind(Qt::LeftButton | Qt::MiddleButton), DragKind::Dolly);
     }
 
     void brush_data()
@@ -159,17 +150,6 @@ private slots:
             found << QStringLiteral("%1=%2").arg(frame).arg(QFileInfo(path).fileName());
         }
         QTEST(found.join(QLatin1Char(' ')), "found");
-    }
-
-    void sumsOnlyWhatFits()
-    {
-        PointArray points { { 1, 2, 3, 1 }, { 4, 5, 6, 1 } };
-        const PointArray deltas { { 1, 0, -1, 0.5f }, { 0, 2, 0, 0 } };
-        QVERIFY(addScaled(points, deltas, -1.0f));
-        QCOMPARE(points, PointArray({ { 0, 2, 4, 0.5f }, { 4, 3, 6, 1 } }));
-        const PointArray before = points;
-        QVERIFY(!addScaled(points, { { 1, 1, 1, 1 } }, 1.0f));
-        QCOMPARE(points, before);
     }
 };
 

@@ -54,14 +54,6 @@ private slots:
         }
     }
 
-    void tiesDependOnTheDirection()
-    {
-        QCOMPARE(pixelLine({ 0, 0 }, { 2, 1 })[1], QPoint(1, 1));
-        QCOMPARE(pixelLine({ 2, 1 }, { 0, 0 })[1], QPoint(1, 1));
-        QCOMPARE(pixelLine({ 0, 0 }, { -2, 1 })[1], QPoint(-1, 0));
-        QCOMPARE(pixelLine({ 5, 5 }, { 5, 5 }), std::vector<QPoint>({ { 5, 5 } }));
-    }
-
     void spacing_data()
     {
         QTest::addColumn<int>("radius");

@@ -122,6 +122,14 @@ public:
             way.push_back(a[i] - b[i]);
         return way;
     }
+    /// The longest way between the points of one and of the other.
+    static float farthest(const PointArray &a, const PointArray &b)
+    {
+        float most = 0;
+        for (const QVector4D &way : difference(a, b))
+            most = std::max(most, way.length());
+        return most;
+    }
     static int movedCount(const PointArray &deltas)
     {
         return int(std::count_if(deltas.begin(), deltas.end(),

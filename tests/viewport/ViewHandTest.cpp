@@ -133,21 +133,19 @@ private slots:
         QCOMPARE(Global::brushRadius(), 40);
         QVERIFY(!Stage::view()->overlay()->isShown());
 
-        const QPoint left = at - QPoint(300, 0); // the bar starts under the cursor's value
-        Stage::press(at, Qt::ShiftModifier, Qt::MiddleButton);
-        QVERIFY(isRed(overlayPicture(), left.x() + 290, at.y()));
-        Stage::move(at - QPoint(150, 20));
-        QCOMPARE(Global::brushStrength(), 0.5f);
-        QVERIFY(isRed(overlayPicture(), left.x() + 140, at.y()));
-        QVERIFY(!isRed(overlayPicture(), left.x() + 170, at.y()));
-        Stage::move(at - QPoint(294, 0));
-        QCOMPARE(Global::brushStrength(), 0.02f);
-        QVERIFY(!isRed(overlayPicture(), left.x() + 4, at.y())); // too short to draw
-        Stage::move(at - QPoint(900, 0));
-        QCOMPARE(Global::brushStrength(), 0.0f);
-        Stage::move(at + QPoint(900, 0));
-        QCOMPARE(Global::brushStrength(), 1.0f);
-        Stage::release(at, Qt::ShiftModifier, Qt::MiddleButton);
+        const QPoint left(50, 200), full = left + QPoint(300, 0); // the cursor holds the value
+        Stage::press(full, Qt::ShiftModifier, Qt::MiddleButton);
+        const std::tuple<int, float, int> rows[] = { { 0, 1.0f, 300 },        { -150, 0.5f, 150 },
+                                                     { -292, 8 / 300.0f, 8 }, { -294, 0.02f, 0 },
+                                                     { -900, 0.0f, 0 },       { 900, 1.0f, 300 } };
+        for (const auto &[way, strength, filled] : rows) {
+            Stage::move(full + QPoint(way, 20));
+            QCOMPARE(Global::brushStrength(), strength);
+            const QImage bar = overlayPicture();
+            for (const int x : { 4, 140, 160, 290 })
+                QCOMPARE(isRed(bar, left.x() + x, left.y()), x < filled);
+        }
+        Stage::release(full, Qt::ShiftModifier, Qt::MiddleButton);
     }
 
     void bothViewsShareTheSettings()
