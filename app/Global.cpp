@@ -31,15 +31,6 @@
 
 namespace {
 
-/// The parts of a stroke or wipe in flight live in buffers that an evaluation, a scene change or a
-/// deletion overwrites: they are brought to their end first.
-void endInteractions()
-{
-    for (Viewport *view : { Global::viewport(), Global::auxViewport() })
-        if (view)
-            view->endInteraction();
-}
-
 void seedPoints(LayerData &layer)
 {
     GPUMesh &mesh = *Global::mesh();
@@ -151,6 +142,13 @@ void Global::destroyAll()
     delete std::exchange(s_shapeBrowser, nullptr);
 }
 
+void Global::endInteractions()
+{
+    for (Viewport *view : { s_viewport, s_auxViewport })
+        if (view)
+            view->endInteraction();
+}
+
 void Global::evaluateLayers(bool full)
 {
     if (full) {
@@ -245,7 +243,7 @@ void Global::deleteLayer(Layer *layer)
 
 void Global::undo()
 {
-    endInteractions();
+    endInteractions(); // a stroke in flight becomes the command that is undone
     s_commands->undo();
     evaluateLayers(true);
 }

@@ -103,6 +103,10 @@ public:
     /// without `full` only, repaints both views. A full evaluation without a mesh does nothing.
     static void evaluateLayers(bool full);
 
+    /// Ends the stroke or wipe in flight in either view, without evaluating: both keep their state
+    /// in buffers that an evaluation, a change of selection or scene, or a deletion overwrites.
+    static void endInteractions();
+
     static void clearScene();
     static void loadScene(const QString &path);
     static void saveScene(const QString &path);

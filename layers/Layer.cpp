@@ -5,7 +5,6 @@
 #include "gpu/LayerPasses.h"
 #include "timeline/Timeline.h"
 #include "viewport/MeshScope.h"
-#include "viewport/Viewport.h"
 #include "widgets/FloatSliderGrp.h"
 #include "widgets/Icon.h"
 #include "widgets/IntFieldGrp.h"
@@ -71,13 +70,6 @@ void repaintTimeline()
 {
     if (Global::timeline())
         Global::timeline()->update();
-}
-
-// A stroke or wipe in flight keeps its state in the buffers that are about to be written.
-void endInteraction()
-{
-    if (Global::viewport())
-        Global::viewport()->endInteraction();
 }
 
 // The box is gone before the layer that it lies over may be deleted.
@@ -216,7 +208,7 @@ void Layer::expandContract()
 
 void Layer::select()
 {
-    endInteraction();
+    Global::endInteractions();
     for (Layer *layer : Global::layers()) {
         layer->m_data.setSelected(false);
         layer->setStyleSheet(unselectedStyle());
@@ -238,7 +230,7 @@ void Layer::setIntensity(float intensity)
 void Layer::setIterations(int iterations)
 {
     m_data.setIterations(iterations);
-    endInteraction();
+    Global::endInteractions();
     if (m_data.kind() == LayerKind::Mush)
         if (const MeshScope scope; scope)
             rebuildMushBase(*Global::mesh(), m_data);
@@ -310,7 +302,7 @@ void Layer::copyMask() { Global::maskClipboard() = m_data.mask(); }
 
 void Layer::pasteMask()
 {
-    endInteraction(); // a mask stroke would write its own values over the pasted ones
+    Global::endInteractions(); // a mask stroke would write its own values over the pasted ones
     m_data.setMask(Global::maskClipboard());
     select();
 }

@@ -37,10 +37,10 @@ void Viewport::keyPressEvent(QKeyEvent *event)
 void Viewport::handleCommandKey(int key, Qt::KeyboardModifiers modifiers)
 {
     const bool control = modifiers.testFlag(Qt::ControlModifier);
-    if (control && (key == Qt::Key_Z || key == Qt::Key_Y)) {
-        endInteraction(); // a stroke in flight becomes the command that is undone
-        emit key == Qt::Key_Z ? undoRequested() : redoRequested();
-    }
+    if (control && key == Qt::Key_Z)
+        emit undoRequested();
+    if (control && key == Qt::Key_Y)
+        emit redoRequested();
     if (key == Qt::Key_F && modifiers.testFlag(Qt::ShiftModifier)) {
         m_wireframe = !m_wireframe;
         Global::evaluateLayers(false);

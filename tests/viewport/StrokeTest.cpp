@@ -1,4 +1,5 @@
 #include "Stage.h"
+#include "gpu/CameraWindow.h"
 #include "support/LogCapture.h"
 
 #include <QTabletEvent>
@@ -312,21 +313,33 @@ private slots:
             QVERIFY(layer->data()->offsetPoints() != base);
     }
 
+    void aStrokeStaysWithItsLayer_data()
+    {
+        QTest::addColumn<bool>("cameraView");
+        QTest::newRow("main view") << false;
+        QTest::newRow("camera view") << true;
+    }
     void aStrokeStaysWithItsLayer()
     {
+        QFETCH(const bool, cameraView);
+        Viewport *view = cameraView ? Global::auxViewport() : Stage::view();
+        Global::cameraWindow()->setVisible(cameraView);
+        QVERIFY(QTest::qWaitForWindowExposed(view->window()));
+        const QPoint at = Stage::pixelOf({ 0, 0, 0 }, view).toPoint();
         Layer *first = Global::currentLayer();
         Layer *second = m_stage->addLayer(LayerKind::Sculpt);
         const PointArray base = data().basePoints();
         for (const int brush : { 2, 8 }) {
             Global::setCurrentBrush(brush);
             second->select();
-            Stage::press(Stage::middle());
-            Stage::move(Stage::middle() + QPoint(20, 0));
+            Driver::mouse(QTest::MousePress, view, at, Qt::LeftButton);
+            Driver::mouse(QTest::MouseMove, view, at + QPoint(20, 0), Qt::NoButton);
             first->select();
-            QCOMPARE(Stage::view()->mode(), InteractionMode::None);
-            Stage::move(end());
-            Stage::release(end());
+            QCOMPARE(view->mode(), InteractionMode::None);
+            Driver::mouse(QTest::MouseMove, view, at + QPoint(40, 0), Qt::NoButton);
+            Driver::mouse(QTest::MouseRelease, view, at + QPoint(40, 0), Qt::LeftButton);
         }
+        Global::cameraWindow()->hide();
         QCOMPARE(Global::commands()->undoCount(), 2);
         QCOMPARE(first->data()->offsetPoints(), base);
         QVERIFY(first->data()->mask().empty());
