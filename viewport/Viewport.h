@@ -96,7 +96,7 @@ private:
     void dragOverlay(const QPoint &eventPosition);
     void finishDrag();
     void endMode();
-    void restoreBrush();
+    void restoreBrushAndSplit();
 
     // ViewportStroke.cpp
     void beginStroke(const CameraMatrices &matrices);

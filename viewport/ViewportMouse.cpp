@@ -179,7 +179,7 @@ void Viewport::finishDrag()
     Global::evaluateLayers(true);
     Global::setTabletPressure(1.0f);
     if (pressedHere)
-        restoreBrush();
+        restoreBrushAndSplit();
 }
 
 void Viewport::endInteraction()
@@ -188,7 +188,7 @@ void Viewport::endInteraction()
         return;
     endMode();
     Global::setTabletPressure(1.0f);
-    restoreBrush();
+    restoreBrushAndSplit();
 }
 
 void Viewport::endMode()
@@ -206,7 +206,7 @@ void Viewport::endMode()
     }
 }
 
-void Viewport::restoreBrush()
+void Viewport::restoreBrushAndSplit()
 {
     const bool changed = Global::currentBrush() != m_savedBrush;
     Global::setCurrentBrush(m_savedBrush);
