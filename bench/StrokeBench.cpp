@@ -2,8 +2,9 @@
 // and 1 million vertices, by brush radius. Timed: from the mouse event until the card has finished
 // its stamps, beside the same kernels dispatched back to back with no event in between (ratio), and
 // the repaint to the next picture. The split repeats the event's steps one by one, each until the
-// card has finished. Not timed: press and release. A software rasteriser gives shares, not what an
-// artist's card does.
+// card has finished; by surface it tells what part of a stamp the read-back takes, beside its wait
+// for the kernels before it. Not timed: press and release. A software rasteriser gives shares, not
+// what an artist's card does.
 
 #include "Paired.h"
 #include "viewport/Stage.h"
@@ -98,19 +99,28 @@ public:
         GPUMesh &mesh = *Global::mesh();
         const auto timed = [&](const char *name, const std::function<void()> &step) {
             finish();
-            state.counters[name] = milliseconds([&step] {
+            const double taken = milliseconds([&step] {
                 step();
                 finish();
             });
+            state.counters[name] = taken;
+            return taken;
         };
-        timed("hit_ms", [&] { hit(m_at); });
-        timed("pick_ms", [&] { pick(); });
-        timed("area_ms", [&] { mesh.computeArea(m_brush.radius); });
-        timed("sculpt_ms", [&] { mesh.sculpt(m_brush, {}); });
+        const double stamp = timed("hit_ms", [&] { hit(m_at); }) +
+            timed("pick_ms", [&] { pick(); }) +
+            timed("area_ms", [&] { mesh.computeArea(m_brush.radius); }) +
+            timed("sculpt_ms", [&] { mesh.sculpt(m_brush, {}); });
         timed("normals_ms", [&] { mesh.updateNormals(); });
         timed("paint_ms", [] { Stage::view()->repaint(); });
-        if (m_row.bySurface)
-            timed("read_back_ms", [&] { mesh.readBack<QVector4D>(Semantic::kPosition); });
+        state.counters["to_picture_ms"] =
+            state.counters["work_ms"].value + state.counters["paint_ms"].value;
+        if (!m_row.bySurface)
+            return;
+        const double readBack = timed("read_back_ms", [&] {
+            mesh.readBack<QVector4D>(Semantic::kPosition);
+            mesh.readBack<BrushData>(Semantic::kBrush);
+        });
+        state.counters["read_back_percent"] = 100 * readBack / stamp;
     }
     size_t stampCount() const { return m_stamps.size(); }
 
@@ -175,8 +185,9 @@ int main(int argc, char **argv)
     if (!stage.hasGL())
         return 0; // nothing to measure without OpenGL 4.3
     for (const int side : { 100, 316, 1000 }) {
-        for (const Row &row : { Row { side, 20, false }, Row { side, 80, false },
-                                Row { side, 200, false }, Row { side, 80, true } }) {
+        for (const Row &row :
+             { Row { side, 20, false }, Row { side, 80, false }, Row { side, 200, false },
+               Row { side, 20, true }, Row { side, 80, true }, Row { side, 200, true } }) {
             const std::string name = std::to_string(side * side) + " vertices, radius " +
                 std::to_string(row.radius) + (row.bySurface ? ", by surface" : "");
             benchmark::RegisterBenchmark(name.c_str(), runRow, std::ref(stage), row)
