@@ -2,9 +2,6 @@
 
 #include <QtTest>
 
-#include <memory>
-#include <vector>
-
 namespace {
 
 /// Adds its number to what it acts on, and tells when it is destroyed.
@@ -38,16 +35,11 @@ private:
 class CommandStackTest : public QObject {
     Q_OBJECT
 
-private slots:
-    void init();
-    void elevenStrokesKeepTen();
-    void undoRedoKeepsTheOrder();
-    void pushDiscardsRedo();
-    void clearDestroysEverything();
-    void dropsTheCommandsOfOneTarget();
-
 private:
-    void stroke(int number) { stroke(m_strokes, number); }
+    std::vector<int> m_strokes;
+    int m_alive = 0;
+    std::unique_ptr<CommandStack> m_stack;
+
     void stroke(std::vector<int> &target, int number)
     {
         auto command = std::make_unique<AddCommand>(target, number, m_alive);
@@ -60,83 +52,55 @@ private:
             m_stack->undo();
     }
 
-    std::vector<int> m_strokes;
-    int m_alive = 0;
-    std::unique_ptr<CommandStack> m_stack;
-};
-
-void CommandStackTest::init()
-{
-    m_stack = std::make_unique<CommandStack>();
-    m_strokes.clear();
-    QCOMPARE(m_alive, 0); // the stack before this one left nothing
-}
-
-void CommandStackTest::elevenStrokesKeepTen()
-{
-    for (int i = 0; i < 11; ++i)
-        stroke(i);
-    QCOMPARE(m_alive, 10);
-    for (int i = 0; i < 10; ++i)
-        QTest::ignoreMessage(QtDebugMsg, "undo cmd");
-    undo(11);
-    QCOMPARE(m_strokes, std::vector<int> { 0 });
-    QCOMPARE(m_stack->redoCount(), 10);
-}
-
-void CommandStackTest::undoRedoKeepsTheOrder()
-{
-    for (int i = 0; i < 5; ++i)
-        stroke(i);
-    undo(3);
-    m_stack->redo();
-    m_stack->redo();
-    QCOMPARE(m_strokes, (std::vector<int> { 0, 1, 2, 3 }));
-    undo(2);
-    for (int i = 0; i < 9; ++i)
-        m_stack->redo();
-    QCOMPARE(m_strokes, (std::vector<int> { 0, 1, 2, 3, 4 }));
-}
-
-void CommandStackTest::pushDiscardsRedo()
-{
-    stroke(1);
-    stroke(2);
-    undo(2);
-    stroke(3);
-    QCOMPARE(m_alive, 1);
-    m_stack->redo();
-    QCOMPARE(m_strokes, std::vector<int> { 3 });
-}
-
-void CommandStackTest::clearDestroysEverything()
-{
-    for (int i = 0; i < 6; ++i)
-        stroke(i);
-    undo(2);
-    m_stack->clear();
-    QCOMPARE(m_alive, 0);
-    m_stack->undo();
-    m_stack->redo();
-    QCOMPARE(m_strokes.size(), size_t(4)); // what was done stays done
-}
-
-void CommandStackTest::dropsTheCommandsOfOneTarget()
-{
-    std::vector<int> other;
-    for (int i = 0; i < 4; ++i) {
-        stroke(i);
-        stroke(other, i);
+private slots:
+    void init()
+    {
+        m_stack = std::make_unique<CommandStack>();
+        m_strokes.clear();
+        QCOMPARE(m_alive, 0); // the stack before this one left nothing
     }
-    undo(3);
-    m_stack->dropCommandsOn(&other);
-    QCOMPARE(m_stack->undoCount(), 3);
-    QCOMPARE(m_stack->redoCount(), 1);
-    QCOMPARE(m_alive, 4);
-    m_stack->redo();
-    QCOMPARE(m_strokes, (std::vector<int> { 0, 1, 2, 3 }));
-    QCOMPARE(other, (std::vector<int> { 0, 1 }));
-}
+
+    void elevenStrokesKeepTen()
+    {
+        for (int i = 0; i < 11; ++i)
+            stroke(m_strokes, i);
+        QCOMPARE(m_alive, 10);
+        for (int i = 0; i < 10; ++i)
+            QTest::ignoreMessage(QtDebugMsg, "undo cmd");
+        undo(11);
+        QCOMPARE(m_strokes, std::vector<int> { 0 });
+        for (int i = 0; i < 3; ++i)
+            m_stack->redo();
+        QCOMPARE(m_strokes, (std::vector<int> { 0, 1, 2, 3 }));
+        stroke(m_strokes, 20); // and what was undone is gone
+        QCOMPARE(m_alive, 4);
+        m_stack->redo();
+        QCOMPARE(m_strokes, (std::vector<int> { 0, 1, 2, 3, 20 }));
+        undo(1);
+        m_stack->clear();
+        QCOMPARE(m_alive, 0);
+        m_stack->undo();
+        m_stack->redo();
+        QCOMPARE(m_strokes.size(), size_t(4));
+    }
+
+    void dropsTheCommandsOfOneTarget()
+    {
+        std::vector<int> other;
+        for (int i = 0; i < 4; ++i) {
+            stroke(m_strokes, i);
+            stroke(other, i);
+        }
+        undo(3);
+        m_stack->dropCommandsOn(&other);
+        QCOMPARE(m_stack->undoCount(), 3);
+        QCOMPARE(m_stack->redoCount(), 1);
+        QCOMPARE(m_alive, 4);
+        m_stack->redo();
+        QCOMPARE(m_strokes, (std::vector<int> { 0, 1, 2, 3 }));
+        QCOMPARE(other, (std::vector<int> { 0, 1 }));
+    }
+};
 
 QTEST_APPLESS_MAIN(CommandStackTest)
 #include "CommandStackTest.moc"

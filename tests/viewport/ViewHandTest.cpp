@@ -2,7 +2,6 @@
 #include "viewport/UIDrawManager.h"
 
 #include <QSignalSpy>
-#include <QWheelEvent>
 #include <QtMath>
 
 Q_DECLARE_METATYPE(Qt::Key)
@@ -86,15 +85,6 @@ private slots:
         QCOMPARE(Stage::view()->mode(), InteractionMode::None);
     }
 
-    void theWheelDoesNothing()
-    {
-        const CameraMatrices before = Stage::view()->matrices();
-        QWheelEvent wheel(Stage::middle(), Stage::view()->mapToGlobal(Stage::middle()), {},
-                          { 0, 120 }, Qt::NoButton, Qt::NoModifier, Qt::NoScrollPhase, false);
-        QApplication::sendEvent(Stage::view(), &wheel);
-        QCOMPARE(Stage::view()->matrices().view, before.view);
-    }
-
     void lightComesFromTheHit()
     {
         const auto right = [](const QPoint &at, Qt::KeyboardModifiers modifiers) {
@@ -148,20 +138,15 @@ private slots:
         Stage::release(full, Qt::ShiftModifier, Qt::MiddleButton);
     }
 
+    // What the other view's overlay has set is where a drag here starts.
     void bothViewsShareTheSettings()
     {
         Global::setBrushRadius(33);
         Global::setBrushStrength(0.25f);
-        UIDrawManager *overlay = Stage::view()->overlay();
-        overlay->setMode(OverlayMode::Radius);
-        overlay->setPosition({ 100, 100 });
-        overlay->drag({ 110, 100 });
-        QCOMPARE(Global::brushRadius(), 43);
-        overlay->setMode(OverlayMode::Strength);
-        overlay->setPosition({ 100, 100 });
-        overlay->drag({ 130, 100 });
+        for (const auto &modifier : { Qt::NoModifier, Qt::ShiftModifier })
+            Driver::drag(Stage::view(), { 100, 100 }, { 130, 100 }, 1, Qt::MiddleButton, modifier);
+        QCOMPARE(Global::brushRadius(), 63);
         QCOMPARE(Global::brushStrength(), 0.35f);
-        overlay->conceal();
     }
 
     void theWipeShowsBothAndLeavesNothing()
