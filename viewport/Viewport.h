@@ -52,9 +52,8 @@ public:
     QVector3D strokeHit() const { return m_strokeHit; }
     UIDrawManager *overlay() const { return m_overlay; }
 
-    /// Ends a stroke or wipe in flight, as its release would, but without evaluating. Whoever is
-    /// about to rewrite the mesh buffers, the layers or the scene calls this first: both modes keep
-    /// their state in those buffers. Does nothing in any other mode; safe to call from anywhere.
+    /// Ends a stroke or wipe in flight here, as its release would, but without evaluating; see
+    /// Global::endInteractions(). Does nothing in any other mode; safe to call from anywhere.
     void endInteraction();
 
 signals:
