@@ -5,9 +5,9 @@
 // the passes need. Medians; a software rasteriser gives shares, not what an artist's card does.
 
 #include "alembic/AlembicFile.h"
-#include "gpu/DeformStage.h"
 #include "gpu/GpuCounters.h"
 #include "gpu/LayerPasses.h"
+#include "gpu/MeshStage.h"
 #include "support/Archives.h"
 
 #include <QElapsedTimer>
@@ -55,7 +55,7 @@ LayerData layerOf(LayerKind kind, const PointArray &rest)
 /// The archive, the mesh and the five layers of one size.
 class Frame {
 public:
-    Frame(DeformStage &stage, const QByteArray &archive)
+    Frame(MeshStage &stage, const QByteArray &archive)
         : m_mesh(stage.mesh())
     {
         m_alembic.open(archive);
@@ -130,7 +130,7 @@ double median(std::vector<double> values)
 
 class Stopwatch {
 public:
-    explicit Stopwatch(DeformStage &stage)
+    explicit Stopwatch(MeshStage &stage)
         : m_stage(stage)
     {
     }
@@ -146,7 +146,7 @@ public:
     double operator[](const std::string &part) const { return median(m_milliseconds.at(part)); }
 
 private:
-    DeformStage &m_stage;
+    MeshStage &m_stage;
     std::map<std::string, std::vector<double>> m_milliseconds;
 };
 
@@ -162,7 +162,7 @@ void report(benchmark::State &state, const Stopwatch &watch, const GpuCounters &
     state.counters["dispatches_least"] = leastDispatches();
 }
 
-void evaluate(benchmark::State &state, DeformStage &stage, const QTemporaryDir &folder, int side)
+void evaluate(benchmark::State &state, MeshStage &stage, const QTemporaryDir &folder, int side)
 {
     Frame frame(stage, writeSheet(folder, side));
     Stopwatch watch(stage), warmUp(stage);
@@ -193,7 +193,7 @@ void evaluate(benchmark::State &state, DeformStage &stage, const QTemporaryDir &
 int main(int argc, char **argv)
 {
     QGuiApplication application(argc, argv);
-    DeformStage stage;
+    MeshStage stage;
     if (!stage.valid())
         return 0; // nothing to measure without OpenGL 4.3
     const QTemporaryDir folder;

@@ -4,15 +4,8 @@
 // radius covers about an eighth of it; a pick over the surface also walks on the processor. Medians
 // of five; a software rasteriser gives shares, not what an artist's card does.
 
-#include "gpu/GPUMesh.h"
+#include "bench/Sheet.h"
 #include "gpu/GpuCounters.h"
-#include "support/GLFixture.h"
-#include "support/TestMeshes.h"
-
-#include <QElapsedTimer>
-#include <QGuiApplication>
-
-#include <benchmark/benchmark.h>
 
 #include <functional>
 
@@ -57,80 +50,25 @@ const std::vector<Row> &rows()
     return table;
 }
 
-/// One size's sheet stays on the card until another size is asked for.
-class Sheet {
-public:
-    bool valid() const { return m_gl.valid(); }
-    GPUMesh &mesh() { return m_mesh; }
-
-    void show(int side)
-    {
-        if (side == m_side)
-            return;
-        m_side = side;
-        const TestMesh sheet = testGrid(side);
-        m_topology = sheet.topology();
-        m_mesh.setTopology(&m_topology);
-        m_mesh.allocateBuffers();
-        m_mesh.upload(Semantic::kPosition, sheet.points);
-        m_mesh.copyBuffer(Semantic::kPosition, Semantic::kBackupPoints);
-        m_mesh.copyBuffer(Semantic::kPosition, Semantic::kOffsetPoints);
-        m_mesh.updateNormals();
-    }
-
-    double timed(const Row &row)
-    {
-        // A dab consumes its weights: each step gets fresh ones, outside the measured time.
-        hit(m_mesh);
-        m_mesh.pickVertices(kRadius);
-        m_mesh.computeArea(kRadius);
-        m_gl.gl().glFinish();
-        QElapsedTimer timer;
-        timer.start();
-        row.run(m_mesh);
-        m_gl.gl().glFinish();
-        return double(timer.nsecsElapsed()) * 1e-9;
-    }
-
-private:
-    GLFixture m_gl;
-    Topology m_topology;
-    GPUMesh m_mesh;
-    int m_side = 0;
-};
-
-void runRow(benchmark::State &state, Sheet &sheet, const Row &row, int side)
+void runRow(benchmark::State &state, Sheet &sheet, const Row &row)
 {
-    sheet.show(side);
-    sheet.timed(row); // warm up
+    GPUMesh &mesh = sheet.mesh();
+    const auto seconds = [&] {
+        // A dab consumes its weights: each step gets fresh ones, outside the measured time.
+        hit(mesh);
+        mesh.pickVertices(kRadius);
+        mesh.computeArea(kRadius);
+        return sheet.seconds([&] { row.run(mesh); });
+    };
+    mesh.copyBuffer(Semantic::kPosition, Semantic::kBackupPoints);
+    seconds(); // warm up
     const quint64 before = gpuCounters().readBacks;
     for (auto _ : state)
-        state.SetIterationTime(sheet.timed(row));
+        state.SetIterationTime(seconds());
     state.counters["read-backs"] =
         double(gpuCounters().readBacks - before) / double(state.iterations());
 }
 
 } // namespace
 
-int main(int argc, char **argv)
-{
-    QGuiApplication application(argc, argv);
-    Sheet sheet;
-    if (!sheet.valid())
-        return 0; // nothing to measure without OpenGL 4.3
-    for (const int side : { 100, 316, 1000 }) {
-        for (const Row &row : rows()) {
-            const std::string name = row.name + (", " + std::to_string(side * side) + " vertices");
-            benchmark::RegisterBenchmark(name.c_str(), runRow, std::ref(sheet), std::cref(row),
-                                         side)
-                ->UseManualTime()
-                ->Iterations(side < 1000 ? 10 : 2)
-                ->Repetitions(5)
-                ->ReportAggregatesOnly()
-                ->Unit(benchmark::kMillisecond);
-        }
-    }
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    return 0;
-}
+int main(int argc, char **argv) { return runOnSheets(argc, argv, rows(), runRow); }

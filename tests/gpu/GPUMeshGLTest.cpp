@@ -1,194 +1,181 @@
 #include "alembic/AlembicFile.h"
-#include "gpu/GPUMesh.h"
 #include "gpu/GpuCounters.h"
+#include "gpu/MeshStage.h"
 #include "support/Archives.h"
-#include "support/Compare.h"
-#include "support/GLFixture.h"
 #include "support/LogCapture.h"
-#include "support/TestMeshes.h"
 
+#include <QOpenGLFramebufferObject>
 #include <QTemporaryDir>
 
-Q_DECLARE_METATYPE(TestMesh)
+using reference::Vec;
 
-/// The buffers' life, sizes and transfers, and the frames of an archive.
+namespace {
+
+constexpr int kSize = 128; // pixels a side
+
+/// The lighting formula for a surface at `eye`, as a grey level.
+double lit(Vec eye, Vec normal)
+{
+    const Vec light { 0.3, 0.2, 0.7 };
+    const Vec reflected = normal * (2 * dot(light, normal)) - light;
+    const double highlight = std::max(dot(reflected, normalized(eye * -1.0)), 0.0);
+    const double grey =
+        0.1 + 0.66 * std::max(dot(light, normal), 0.0) + 0.2 * std::pow(highlight, 33.0);
+    return std::min(grey, 1.0) * 255;
+}
+
+QMatrix4x4 orthographic(float half)
+{
+    QMatrix4x4 projection;
+    projection.ortho(-half, half, -half, half, 1.0f, 10.0f);
+    return projection;
+}
+
+/// Of the pixel whose middle is nearest to a point of the view, which shows -half to half.
+Vec colourAt(const QImage &image, double x, double y, double half = 2)
+{
+    const QRgb pixel = image.pixel(int(std::floor((x / half + 1) * kSize / 2)),
+                                   kSize - 1 - int(std::floor((y / half + 1) * kSize / 2)));
+    return { double(qRed(pixel)), double(qGreen(pixel)), double(qBlue(pixel)) };
+}
+
+/// Within half a step of rounding in each channel, and as much for the interpolated normal.
+bool isNear(Vec colour, Vec wanted) { return length(colour - wanted) < 1.8; }
+bool isGrey(Vec colour, double grey) { return isNear(colour, { grey, grey, grey }); }
+
+const Vec kBackground { 0, 51, 102 };
+
+} // namespace
+
+/// The buffers' life, sizes and transfers, the frames of an archive, and what is drawn.
 class GPUMeshGLTest : public QObject {
     Q_OBJECT
 
 private slots:
     void initTestCase();
-    void sizesFollowTheTable_data();
+    void cleanupTestCase() { m_stage.reset(); }
     void sizesFollowTheTable();
     void wrongSizesAndNamesChangeNothing();
     void anotherContextWorksOnTheSameBuffers();
     void everyKernelRunsOnAnEmptyMesh();
-    void clearEmptiesTheMesh();
-    void framesComeFromTheArchive();
     void brokenFrameKeepsTheLastGoodPoints();
     void withoutContextNothingHappens();
+    void shadesByTheFormula();
+    void wireframeShowsPolygonEdges();
+    void wipeSplitsTheMesh();
 
 private:
-    void load(const TestMesh &mesh);
-    PointArray positions() { return m_mesh.readBack<QVector4D>(Semantic::kPosition); }
+    GPUMesh &mesh() { return m_stage->mesh(); }
+    QOpenGLFunctions_4_3_Core &gl() { return m_stage->fixture().gl(); }
+    void loadSheet();
+    template <class Draw> QImage render(Draw draw);
+    QImage renderMesh(const MeshDrawOptions &options);
 
-    GLFixture m_gl;
-    Topology m_topology;
-    GPUMesh m_mesh;
+    std::unique_ptr<MeshStage> m_stage;
+    MeshDrawOptions m_options;
 };
 
 void GPUMeshGLTest::initTestCase()
 {
-    SKIP_WITHOUT_GL(m_gl);
-    LogCapture log;
-    QVERIFY(m_mesh.initialize());
+    m_stage = std::make_unique<MeshStage>();
+    const LogCapture log;
+    SKIP_WITHOUT_GL(*m_stage);
     // Every program built, both alphas found: nothing to complain about.
-    QVERIFY2(log.lines().isEmpty(), qPrintable(log.lines().join(QLatin1Char('\n'))));
-}
-
-void GPUMeshGLTest::load(const TestMesh &mesh)
-{
-    m_topology = mesh.topology();
-    m_mesh.setTopology(&m_topology);
-    m_mesh.allocateBuffers();
-    QVERIFY(m_mesh.upload(Semantic::kPosition, mesh.points));
-}
-
-void GPUMeshGLTest::sizesFollowTheTable_data()
-{
-    QTest::addColumn<TestMesh>("mesh");
-    for (const TestMesh &mesh : { testEmpty(), testLoosePoints(1), testGrid(33, 31), testGrid(32),
-                                  testGrid(41, 25), testSheetAndLoosePoints() })
-        QTest::newRow(qPrintable(mesh.name)) << mesh;
+    QCOMPARE(log.lines(), QStringList());
+    m_options.modelView.translate(0, 0, -5);
+    m_options.projection = orthographic(2.0f);
+    m_options.normalMatrix = m_options.modelView.normalMatrix();
+    m_options.lightDirection = { 0.3f, 0.2f, 0.7f }; // not of unit length
 }
 
 void GPUMeshGLTest::sizesFollowTheTable()
 {
-    QFETCH(TestMesh, mesh);
-    load(mesh);
-    const int v = mesh.vertexCount(), t = m_topology.triangleCount();
-    const std::pair<QLatin1String, GLint64> sizes[] = {
-        { Semantic::kPosition, 16 * v },
-        { Semantic::kNormal, 16 * v },
-        { Semantic::kUv, 8 * v },
-        { Semantic::kMask, 4 * v },
-        { Semantic::kTriangleVertices, 12 * t },
-        { Semantic::kRingVertices, 4 * GLint64(m_topology.rings().size()) },
-        { Semantic::kDeltas, 16 * v },
-        { Semantic::kFalloff, 4 * v },
-        { Semantic::kBackupPoints, 16 * v },
-        { Semantic::kBrush, 76 },
-        { Semantic::kArea, 32 * (v / 1024 + 1) },
-        { Semantic::kBrushMatrix, 64 },
-        { Semantic::kTriangleHit, 8 * (t / 1024 + 1) },
-        { Semantic::kBasePoints, 16 * v },
-        { Semantic::kOffsetPoints, 16 * v },
-        { Semantic::kConstraints, 4 * GLint64(m_topology.constraints().size()) },
-    };
-    for (const auto &[semantic, size] : sizes) {
-        GLBuffer *buffer = m_mesh.bufferBySemantic(semantic);
-        QVERIFY(buffer);
-        buffer->bind();
-        GLint64 stored = -1;
-        m_gl.gl().glGetBufferParameteri64v(GL_SHADER_STORAGE_BUFFER, GL_BUFFER_SIZE, &stored);
-        QVERIFY2(stored == size && buffer->byteSize() == size, semantic.data());
+    for (const TestMesh &on : testMeshes()) {
+        m_stage->load(on);
+        const Topology &topology = m_stage->topology();
+        const GLint64 v = on.vertexCount(), t = topology.triangleCount();
+        const auto rings = GLint64(topology.rings().size());
+        const auto springs = GLint64(topology.constraints().size());
+        // In the order of the table.
+        const GLint64 sizes[] = { 16 * v,
+                                  16 * v,
+                                  8 * v,
+                                  4 * v,
+                                  12 * t,
+                                  4 * rings,
+                                  16 * v,
+                                  4 * v,
+                                  16 * v,
+                                  76,
+                                  32 * (v / 1024 + 1),
+                                  64,
+                                  8 * (t / 1024 + 1),
+                                  16 * v,
+                                  16 * v,
+                                  4 * springs };
+        for (size_t i = 0; i < kBufferTable.size(); ++i) {
+            mesh().bufferBySemantic(kBufferTable[i].semantic)->bind();
+            GLint64 stored = -1;
+            gl().glGetBufferParameteri64v(GL_SHADER_STORAGE_BUFFER, GL_BUFFER_SIZE, &stored);
+            QCOMPARE(stored, sizes[i]);
+        }
+        QCOMPARE(mesh().readBack<quint32>(Semantic::kRingVertices), topology.rings());
+        QCOMPARE(mesh().readBack<float>(Semantic::kMask), std::vector<float>(size_t(v)));
+        QCOMPARE(mesh().readBack<BrushData>(Semantic::kBrush).at(0).hitTriangle, -1);
     }
-    QCOMPARE(m_mesh.readBack<quint32>(Semantic::kRingVertices), m_topology.rings());
-    const std::vector<float> falloff = m_mesh.readBack<float>(Semantic::kFalloff);
-    QCOMPARE(falloff, std::vector<float>(size_t(v), 0.0f));
-    QCOMPARE(m_mesh.readBack<BrushData>(Semantic::kBrush).at(0).hitTriangle, -1);
 }
 
 void GPUMeshGLTest::wrongSizesAndNamesChangeNothing()
 {
-    load(testGrid(4));
-    const PointArray before = positions();
+    const TestMesh sheet = testGrid(4);
+    m_stage->load(sheet);
     for (const size_t count : { 0, 15, 17 })
-        QVERIFY(!m_mesh.upload(Semantic::kPosition, PointArray(count)));
-    QCOMPARE(positions(), before);
+        QVERIFY(!mesh().upload(Semantic::kPosition, PointArray(count)));
+    QCOMPARE(m_stage->points(), sheet.points);
 
-    LogCapture log;
-    QVERIFY(!m_mesh.bufferBySemantic(QStringLiteral("Normal")));
-    QVERIFY(!m_mesh.upload(QStringLiteral("Normal"), before));
-    m_mesh.copyBuffer(Semantic::kPosition, QStringLiteral("Normal"));
-    QCOMPARE(log.countContaining(
-                 QStringLiteral("can't find the buffer, semantic doesn't exist: Normal")),
-             3);
-    QVERIFY(m_mesh.readBack<float>(QStringLiteral("")).empty());
+    const LogCapture log;
+    const QString unknown = QStringLiteral("Normal");
+    QVERIFY(!mesh().upload(unknown, sheet.points) && m_stage->points(unknown).empty());
+    QCOMPARE(log.lines().value(0),
+             QStringLiteral("can't find the buffer, semantic doesn't exist: Normal"));
 }
 
 void GPUMeshGLTest::anotherContextWorksOnTheSameBuffers()
 {
-    load(testGrid(32));
-    GLFixture second(&m_gl);
+    m_stage->load(testGrid(32));
+    GLFixture second(&m_stage->fixture());
     QVERIFY(second.valid());
-    // Nothing is bound in this context yet.
-    m_mesh.updateNormals();
-    const PointArray here = m_mesh.readBack<QVector4D>(Semantic::kNormal);
-    QCOMPARE(second.gl().glGetError(), GLenum(GL_NO_ERROR));
+    mesh().updateNormals(); // nothing is bound in this context yet
     second.gl().glFinish();
-    QVERIFY(m_gl.makeCurrent());
-    QCOMPARE(m_mesh.readBack<QVector4D>(Semantic::kNormal), here);
-    QVERIFY(here.at(500).z() > 0.5f);
+    QVERIFY(m_stage->fixture().makeCurrent());
+    QVERIFY(m_stage->points(Semantic::kNormal).at(500).z() > 0.5f);
 }
 
 void GPUMeshGLTest::everyKernelRunsOnAnEmptyMesh()
 {
-    load(testEmpty());
-    const GpuCounters before = gpuCounters();
+    m_stage->load(testGrid(4));
+    mesh().clear();
+    QVERIFY(m_stage->points().empty());
+    const quint64 before = gpuCounters().dispatches;
     BrushData record;
-    m_mesh.closestIntersection({ 0, 0, 1 }, { 0, 0, -1 }, false, &record);
+    mesh().closestIntersection({ 0, 0, 1 }, { 0, 0, -1 }, false, &record);
     QCOMPARE(record.hitTriangle, -1);
-    m_mesh.pickVertices(1.0f);
-    m_mesh.pickVerticesBySurface(1.0f);
-    m_mesh.computeArea(1.0f);
-    m_mesh.sculpt({ BrushType::Standard, 1.0f }, {});
-    m_mesh.updateNormals();
-    m_mesh.relax(2, 1.0f, false, false);
-    QVERIFY(gpuCounters().dispatches > before.dispatches + 6);
-    QVERIFY(positions().empty());
-    QCOMPARE(m_gl.gl().glGetError(), GLenum(GL_NO_ERROR));
-}
-
-void GPUMeshGLTest::clearEmptiesTheMesh()
-{
-    load(testGrid(4));
-    m_mesh.setRestPoints(positions());
-    m_mesh.clear();
-    QCOMPARE(m_mesh.vertexCount(), 0);
-    QVERIFY(m_mesh.restPoints().empty() && positions().empty());
-    m_mesh.allocateBuffers(); // the topology stays known
-    QCOMPARE(m_mesh.vertexCount(), 16);
-}
-
-void GPUMeshGLTest::framesComeFromTheArchive()
-{
-    QTemporaryDir folder;
-    const QString path = folder.filePath(QStringLiteral("moving.abc"));
-    const archives::Shape grid = archives::grid(5);
-    {
-        archives::Writer writer(path);
-        writer.mesh(writer.top(), "sheet", grid,
-                    { archives::moved(grid.points, { 1, 0, 0 }),
-                      archives::moved(grid.points, { 2, 0, 0 }) });
-    }
-    AlembicFile file;
-    QVERIFY(file.open(QFile::encodeName(path)));
-    QVERIFY(file.fillTopology(m_topology));
-    m_mesh.setTopology(&m_topology);
-    m_mesh.allocateBuffers();
-    for (const int frame : { 0, 2, 1 }) {
-        const quint64 bytes = gpuCounters().uploadedBytes;
-        m_mesh.loadFrame(frame, 24.0, file);
-        QCOMPARE(gpuCounters().uploadedBytes - bytes, quint64(25 * 16));
-        QCOMPARE(positions().at(0), QVector4D(float(frame), 0, 0, 1));
-    }
-    m_mesh.loadFrame(1, 0.0, file); // no rate: the start
-    QCOMPARE(positions().at(0).w(), 1.0f);
+    mesh().pickVertices(1.0f);
+    mesh().pickVerticesBySurface(1.0f);
+    mesh().computeArea(1.0f);
+    mesh().sculpt({ BrushType::Standard, 1.0f }, {});
+    mesh().updateNormals();
+    mesh().relax(2, 1.0f, false, false);
+    QVERIFY(gpuCounters().dispatches > before + 6);
+    MeshDrawOptions options = m_options;
+    options.wireframe = true;
+    QVERIFY(isNear(colourAt(renderMesh(options), 0, 0), kBackground));
+    QCOMPARE(gl().glGetError(), GLenum(GL_NO_ERROR));
 }
 
 void GPUMeshGLTest::brokenFrameKeepsTheLastGoodPoints()
 {
-    QTemporaryDir folder;
+    const QTemporaryDir folder;
     const QString path = folder.filePath(QStringLiteral("changing.abc"));
     const archives::Shape grid = archives::grid(5);
     archives::Points fewer = grid.points;
@@ -196,51 +183,133 @@ void GPUMeshGLTest::brokenFrameKeepsTheLastGoodPoints()
     {
         archives::Writer writer(path);
         writer.mesh(writer.top(), "sheet", grid,
-                    { archives::moved(grid.points, { 1, 0, 0 }), fewer });
+                    { archives::moved(grid.points, { 1, 0, 0 }),
+                      archives::moved(grid.points, { 2, 0, 0 }), fewer });
     }
     AlembicFile file;
-    QVERIFY(file.open(QFile::encodeName(path)));
-    QVERIFY(file.fillTopology(m_topology));
-    m_mesh.setTopology(&m_topology);
-    m_mesh.allocateBuffers();
-    m_mesh.loadFrame(1, 24.0, file);
-    const PointArray good = positions();
-    QCOMPARE(good.at(0), QVector4D(1, 0, 0, 1));
-    // What layers made of the last frame must not be the next one's start.
-    m_mesh.fillZero(Semantic::kPosition);
-    LogCapture log;
-    for (int evaluation = 0; evaluation < 3; ++evaluation) {
-        m_mesh.loadFrame(2, 24.0, file);
-        QCOMPARE(log.lines().size(), 1);
-        QCOMPARE(positions(), good);
+    Topology topology;
+    QVERIFY(file.open(QFile::encodeName(path)) && file.fillTopology(topology));
+    m_stage->load(topology, PointArray(25));
+    for (const int frame : { 2, 1 }) {
+        const quint64 bytes = gpuCounters().uploadedBytes;
+        mesh().loadFrame(frame, 24.0, file);
+        QCOMPARE(gpuCounters().uploadedBytes - bytes, quint64(25 * 16));
+        QCOMPARE(m_stage->points().at(0), QVector4D(float(frame), 0, 0, 1));
     }
-    m_mesh.loadFrame(0, 24.0, file);
-    QCOMPARE(positions().at(0), QVector4D(0, 0, 0, 1));
-    file.close();
-    m_mesh.fillZero(Semantic::kPosition);
-    for (const int frame : { 2, 2, 1, 1 })
-        m_mesh.loadFrame(frame, 24.0, file);
-    QCOMPARE(log.lines().size(), 1 + 2); // a line for each visit of a frame, the reader's included
-    QCOMPARE(positions().at(0), QVector4D(0, 0, 0, 1));
+    const PointArray good = m_stage->points();
+    for (const int frame : { 3, 0 }) {
+        if (frame == 0)
+            file.close();
+        // What layers made of the last frame must not be the next one's start.
+        mesh().fillZero(Semantic::kPosition);
+        const LogCapture log;
+        for (int evaluation = 0; evaluation < 3; ++evaluation) {
+            mesh().loadFrame(frame, 24.0, file);
+            QCOMPARE(log.lines().size(), 1); // for each visit of a frame, the reader's included
+            QCOMPARE(m_stage->points(), good);
+        }
+    }
 }
 
 void GPUMeshGLTest::withoutContextNothingHappens()
 {
-    load(testGrid(4));
+    m_stage->load(testGrid(4));
     {
         GPUMesh late;
-        m_gl.doneCurrent();
-        LogCapture log;
+        m_stage->fixture().doneCurrent();
         QVERIFY(!late.initialize());
         QVERIFY(!late.upload(Semantic::kPosition, PointArray()));
-        QVERIFY(log.countContaining(
-                    QStringLiteral("failed to initialize OpenGL functions for GPUMesh")) >= 1);
-        QVERIFY(m_gl.makeCurrent());
+        QVERIFY(m_stage->fixture().makeCurrent());
         QVERIFY(late.initialize()); // the first view may come later
-        m_gl.doneCurrent();
+        m_stage->fixture().doneCurrent();
     } // and may have gone before the mesh
-    QVERIFY(m_gl.makeCurrent());
-    QCOMPARE(positions().size(), size_t(16));
+    QVERIFY(m_stage->fixture().makeCurrent());
+    QCOMPARE(m_stage->points().size(), size_t(16));
+}
+
+/// A flat sheet of 4 x 4 quads from -1 to 1 in the plane z = 0, seen from +z.
+void GPUMeshGLTest::loadSheet()
+{
+    m_stage->load(testGrid(5, 5, 0.0));
+    mesh().upload(Semantic::kNormal, PointArray(25, { 0, 0, 1, 0 }));
+}
+
+template <class Draw> QImage GPUMeshGLTest::render(Draw draw)
+{
+    QOpenGLFramebufferObject target(kSize, kSize, QOpenGLFramebufferObject::Depth);
+    target.bind();
+    gl().glViewport(0, 0, kSize, kSize);
+    gl().glEnable(GL_DEPTH_TEST);
+    gl().glClearColor(0.0f, 0.2f, 0.4f, 1.0f);
+    gl().glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
+    draw();
+    return target.toImage();
+}
+
+QImage GPUMeshGLTest::renderMesh(const MeshDrawOptions &options)
+{
+    return render([&] { mesh().draw(options); });
+}
+
+void GPUMeshGLTest::shadesByTheFormula()
+{
+    loadSheet();
+    for (const float mask : { 0.0f, 1.0f, 0.4f, -1.0f }) {
+        mesh().upload(Semantic::kMask, std::vector<float>(25, mask));
+        const QImage image = renderMesh(m_options);
+        const double untinted = 1.0 - 0.5 * std::max(double(mask), 0.0); // a mask shows blue
+        for (const auto &[x, y] : { std::pair(0.0, 0.0), { 0.6, -0.7 }, { -0.9, 0.4 } }) {
+            const double grey = lit({ x, y, -5 }, { 0, 0, 1 });
+            QVERIFY(isNear(colourAt(image, x, y), { grey * untinted, grey * untinted, grey }));
+        }
+        QVERIFY(isNear(colourAt(image, 1.5, 0), kBackground));
+    }
+}
+
+void GPUMeshGLTest::wireframeShowsPolygonEdges()
+{
+    loadSheet();
+    MeshDrawOptions options = m_options;
+    options.wireframe = true;
+    const auto blackNear = [](const QImage &image, double x, double y) {
+        double darkest = 255; // of the pixels around
+        for (const double dx : { -1, 0, 1 }) {
+            for (const double dy : { -1, 0, 1 })
+                darkest = std::min(darkest,
+                                   length(colourAt(image, x + dx * 4 / kSize, y + dy * 4 / kSize)));
+        }
+        return darkest == 0;
+    };
+    const QImage image = renderMesh(options);
+    QVERIFY(blackNear(image, 0.0, 0.2) && blackNear(image, 0.3, -0.5));
+    QVERIFY2(!blackNear(image, 0.25, 0.25), "the diagonal of a quad is no edge");
+    QVERIFY(!blackNear(renderMesh(m_options), 0.0, 0.2));
+}
+
+void GPUMeshGLTest::wipeSplitsTheMesh()
+{
+    loadSheet();
+    // The uncorrected pose: the same sheet with normals that face away, so it is dark.
+    mesh().copyBuffer(Semantic::kPosition, Semantic::kBasePoints);
+    mesh().upload(Semantic::kOffsetPoints, PointArray(25, { 0, 0, -1, 0 }));
+    const double bright = lit({ 0.75, 0.25, -5 }, { 0, 0, 1 });
+    const double brightLeft = lit({ -0.75, 0.25, -5 }, { 0, 0, 1 });
+    const double dark = lit({ 0.75, 0.25, -5 }, { 0, 0, -1 });
+    const double darkLeft = lit({ -0.75, 0.25, -5 }, { 0, 0, -1 });
+    const std::tuple<float, double, double> splits[] = {
+        { 0.1f, brightLeft, dark },
+        { -999.0f, brightLeft, bright }, // exactly this is off
+        { -998.0f, darkLeft, dark }, // far left: everything is uncorrected
+    };
+    for (const auto &[split, left, right] : splits) {
+        MeshDrawOptions options = m_options;
+        options.compareSplit = split;
+        options.wireframe = split != -999.0f; // not drawn while comparing
+        const QImage image = renderMesh(options);
+        QVERIFY(isGrey(colourAt(image, -0.75, 0.25), left));
+        QVERIFY(isGrey(colourAt(image, 0.75, 0.25), right));
+        QVERIFY(colourAt(image, -0.5, 0.2).x > 0);
+    }
 }
 
 QTEST_MAIN(GPUMeshGLTest)

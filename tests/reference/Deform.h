@@ -8,189 +8,135 @@ namespace reference {
 
 using Weights = std::vector<double>;
 
-/// A fan triangle without a normal adds nothing.
-inline Pose vertexNormals(const Neighbours &rings, const Pose &position)
-{
-    Pose normals(position.size());
-    for (size_t i = 0; i < position.size(); ++i) {
-        const std::vector<quint32> ring = rings.of(i);
-        Vec sum;
-        for (size_t k = 0; k < ring.size(); ++k) {
-            const quint32 previous = ring[(k + ring.size() - 1) % ring.size()];
-            const Vec x = normalized(position[previous] - position[i]);
-            const Vec y = normalized(position[ring[k]] - position[i]);
-            sum = sum + cleaned(normalized(cross(y, x)));
-        }
-        normals[i] = cleaned(normalized(sum));
-    }
-    return normals;
-}
-
-struct Deltas {
-    const Pose &basePoints, &offsetPoints;
-    double intensity;
-    bool tangent;
+/// What lies in the buffers.
+struct Scene {
+    Neighbours rings, springs;
+    Pose position, normal, deltas, basePoints, offsetPoints, rest;
+    Weights mask;
 };
 
-/// Lets a NaN of the tangent transfer into the result, deliberately.
-inline Pose addDeltas(const Neighbours &rings, const Pose &position, const Deltas &deltas)
+/// Replaces the pose `count` times by what `rule` makes of every vertex of the one before.
+template <class Rule> Pose passes(Pose pose, int count, Rule rule)
 {
-    Pose result = position;
-    for (size_t i = 0; i < position.size(); ++i) {
-        Vec d = (deltas.offsetPoints[i] - deltas.basePoints[i]) * deltas.intensity;
-        if (!(length(d) > 0.0))
-            continue;
-        if (deltas.tangent)
-            d = carried(d, i, rings.of(i), deltas.basePoints, position);
-        result[i] = position[i] + d;
+    for (; count > 0; --count) {
+        const Pose before = pose;
+        for (size_t i = 0; i < pose.size(); ++i)
+            pose[i] = rule(before, i);
     }
-    return result;
+    return pose;
 }
 
-inline Pose clone(const Neighbours &rings, Pose position, const Pose &offsetPoints,
-                  const Weights &mask, double intensity, bool tangent, int iterations)
+/// A fan triangle without a normal adds nothing.
+inline Pose vertexNormals(const Scene &s, const Pose &position)
 {
-    for (int pass = 0; pass < iterations; ++pass) {
-        const Pose backup = position;
-        for (size_t i = 0; i < position.size(); ++i) {
-            if (!(mask[i] > 0.0001))
-                continue;
-            const std::vector<quint32> ring = rings.of(i);
-            Vec v = offsetPoints[i] - ringMean(ring, offsetPoints);
-            if (tangent)
-                v = carried(v, i, ring, offsetPoints, backup);
-            const Vec d = cleaned(ringMean(ring, backup) + v - backup[i]);
-            position[i] = backup[i] + d * (intensity * mask[i]);
+    return passes(position, 1, [&](const Pose &p, size_t i) {
+        const std::vector<quint32> ring = s.rings.of(i);
+        Vec sum;
+        for (size_t k = 0; k < ring.size(); ++k) {
+            const Vec x = normalized(p[ring[(k + ring.size() - 1) % ring.size()]] - p[i]);
+            sum = sum + cleaned(normalized(cross(normalized(p[ring[k]] - p[i]), x)));
         }
-    }
-    return position;
+        return cleaned(normalized(sum));
+    });
+}
+
+/// Lets a NaN of the tangent transfer into the result, deliberately.
+inline Pose addDeltas(const Scene &s, const Pose &position, const Pose &base, const Pose &offset,
+                      double intensity, bool tangent)
+{
+    return passes(position, 1, [&](const Pose &p, size_t i) {
+        const Vec d = (offset[i] - base[i]) * intensity;
+        if (!(length(d) > 0.0))
+            return p[i];
+        return p[i] + (tangent ? carried(d, i, s.rings.of(i), base, p) : d);
+    });
+}
+
+inline Pose clone(const Scene &s, const Pose &position, const Pose &shape, double intensity,
+                  bool tangent, int iterations)
+{
+    return passes(position, iterations, [&](const Pose &p, size_t i) {
+        if (!(s.mask[i] > 0.0001))
+            return p[i];
+        const std::vector<quint32> ring = s.rings.of(i);
+        Vec v = shape[i] - ringMean(ring, shape);
+        if (tangent)
+            v = carried(v, i, ring, shape, p);
+        return p[i] + cleaned(ringMean(ring, p) + v - p[i]) * (intensity * s.mask[i]);
+    });
 }
 
 /// An empty ring's NaN mean is not cleaned.
-inline Pose relax(const Neighbours &rings, Pose position, const Weights &mask, double intensity,
+inline Pose relax(const Scene &s, const Pose &position, double intensity, bool useMask,
                   int iterations)
 {
-    for (int pass = 0; pass < iterations; ++pass) {
-        const Pose backup = position;
-        for (size_t i = 0; i < position.size(); ++i) {
-            if (mask[i] < 0.00001)
-                continue;
-            const Vec toMean = ringMean(rings.of(i), backup) - backup[i];
-            position[i] = backup[i] + toMean * (mask[i] * intensity);
-        }
-    }
-    return position;
+    return passes(position, iterations, [&](const Pose &p, size_t i) {
+        const double m = useMask ? s.mask[i] : 1.0;
+        const Vec toMean = ringMean(s.rings.of(i), p) - p[i];
+        return m < 0.00001 ? p[i] : p[i] + toMean * (m * intensity);
+    });
 }
 
-/// The mush kernel alone: the rest detail (offset − base) ridden on the smoothed pose.
-inline Pose mushStep(const Neighbours &rings, const Pose &position, const Pose &smooth,
-                     const Weights &mask, const Pose &basePoints, const Pose &offsetPoints)
+/// The rest detail (offset - base) ridden on the smoothed pose.
+inline Pose mush(const Scene &s, int iterations, int cloneIterations, double envelope)
 {
-    Pose result = position;
-    for (size_t i = 0; i < position.size(); ++i) {
-        if (!(mask[i] > 0.0))
-            continue;
-        Vec v = offsetPoints[i] - basePoints[i];
+    const Pose smooth = relax(s, s.position, 1.0, false, iterations);
+    Pose result = passes(s.position, 1, [&](const Pose &p, size_t i) {
+        Vec v = s.offsetPoints[i] - s.basePoints[i];
         if (length(v) > 0.0)
-            v = carried(v, i, rings.of(i), basePoints, smooth);
-        result[i] = position[i] + (smooth[i] + v - position[i]) * mask[i];
-    }
-    return result;
+            v = carried(v, i, s.rings.of(i), s.basePoints, smooth);
+        return s.mask[i] > 0.0 ? p[i] + (smooth[i] + v - p[i]) * s.mask[i] : p[i];
+    });
+    result = clone(s, result, s.offsetPoints, 1.0, true, cloneIterations);
+    return envelope < 1.0 ? addDeltas(s, s.position, s.position, result, envelope, false) : result;
 }
-
-struct Mush {
-    int iterations, cloneIterations;
-    double envelope;
-    const Pose &basePoints, &offsetPoints;
-};
-
-inline Pose mush(const Neighbours &rings, const Pose &position, const Weights &mask,
-                 const Mush &mush)
-{
-    if (mush.iterations <= 0)
-        return position;
-    const Weights everywhere(position.size(), 1.0);
-    const Pose smooth = relax(rings, position, everywhere, 1.0, mush.iterations);
-    Pose result = mushStep(rings, position, smooth, mask, mush.basePoints, mush.offsetPoints);
-    result = clone(rings, result, mush.offsetPoints, mask, 1.0, true, mush.cloneIterations);
-    if (mush.envelope < 1.0)
-        result = addDeltas(rings, position, { position, result, mush.envelope, false });
-    return result;
-}
-
-/// The state that goes from frame to frame.
-struct Simulation {
-    Pose current, previous;
-};
 
 struct Jiggle {
     double intensity, damping, stiffness, asMuscle;
 };
 
-inline Pose jiggle(const Pose &position, const Pose &normal, const Weights &mask,
-                   const Jiggle &jiggle, Simulation &state)
+/// Works on the scene: "deltas" are the current points and "basePoints" the previous ones.
+inline void jiggle(Scene &s, const Jiggle &jiggle)
 {
-    Pose result = position;
-    for (size_t i = 0; i < position.size(); ++i) {
-        const double m = mask[i] * jiggle.intensity;
+    for (size_t i = 0; i < s.position.size(); ++i) {
+        const double m = s.mask[i] * jiggle.intensity;
         if (!(m > 0.0))
             continue;
-        const Vec goal = position[i];
-        const Vec velocity = (state.current[i] - state.previous[i]) * (1.0 - jiggle.damping);
-        Vec q = state.current[i] + velocity;
+        const Vec goal = s.position[i], n = s.normal[i];
+        Vec q = s.deltas[i] + (s.deltas[i] - s.basePoints[i]) * (1.0 - jiggle.damping);
         q = q + (goal - q) * jiggle.stiffness;
-        const Vec e = q - goal;
-        // s = 1 − asMuscle is what is left of the swing along the normal.
-        if (jiggle.asMuscle > 0.0)
-            q = q - normal[i] * (dot(e, normal[i]) * jiggle.asMuscle);
-        result[i] = goal + (q - goal) * m;
-        state.previous[i] = state.current[i];
-        state.current[i] = result[i];
+        if (jiggle.asMuscle > 0.0) // s = 1 - asMuscle is left of the swing along the normal
+            q = q - n * (dot(q - goal, n) * jiggle.asMuscle);
+        s.position[i] = goal + (q - goal) * m;
+        s.basePoints[i] = s.deltas[i];
+        s.deltas[i] = s.position[i];
     }
-    return result;
 }
 
-/// Two position and two velocity buffers that take turns; a step adds to what its own target
-/// held before, deliberately.
-struct Cloth {
-    Pose positions[2];
-    Pose velocities[2];
-
-    explicit Cloth(const Pose &start)
-        : positions { start, start }
-        , velocities { Pose(start.size()), Pose(start.size()) }
-    {
-    }
-
-    void step(const Neighbours &springs, const Weights &mask, const Pose &rest, int pass)
-    {
-        const double mass = 0.05, spring = 400.0, dt = 0.005, damping = 1.0;
-        const Pose &x = positions[pass], &u = velocities[pass];
-        for (size_t i = 0; i < x.size(); ++i) {
-            if (mask[i] < 0.0001)
+/// The simulated pose before the layer's intensity comes in. Two position and two velocity buffers
+/// take turns; a step adds to what its own target held before, deliberately.
+inline Pose clothSimulation(const Scene &s, int steps)
+{
+    const double mass = 0.05, spring = 400.0, dt = 0.005, damping = 1.0;
+    Pose x[] = { s.position, s.position };
+    Pose u[] = { Pose(x[0].size()), Pose(x[0].size()) };
+    for (int step = 0; step < steps; ++step) {
+        const int from = step % 2, to = 1 - from;
+        for (size_t i = 0; i < s.mask.size(); ++i) {
+            if (s.mask[i] < 0.0001)
                 continue;
-            Vec force;
-            for (const quint32 j : springs.of(i)) {
-                const Vec r = x[j] - x[i];
-                const double stretch = length(r) - length(rest[j] - rest[i]);
-                force = force + normalized(r) * (spring * stretch * mask[i]);
+            Vec force = u[from][i] * -damping;
+            for (const quint32 j : s.springs.of(i)) {
+                const Vec r = x[from][j] - x[from][i];
+                const double stretch = length(r) - length(s.rest[j] - s.rest[i]);
+                force = force + normalized(r) * (spring * stretch * s.mask[i]);
             }
-            const Vec a = (force - u[i] * damping) * (1.0 / mass);
-            const Vec d = cleaned(u[i] * dt + a * (0.5 * dt * dt));
-            positions[1 - pass][i] = positions[1 - pass][i] + d;
-            velocities[1 - pass][i] = u[i] + a * dt;
+            const Vec a = force * (1.0 / mass);
+            x[to][i] = x[to][i] + cleaned(u[from][i] * dt + a * (0.5 * dt * dt));
+            u[to][i] = u[from][i] + a * dt;
         }
     }
-};
-
-/// The simulated pose before the layer's intensity comes in.
-inline Pose clothSimulation(const Neighbours &springs, const Pose &position, const Weights &mask,
-                            const Pose &rest, int steps)
-{
-    Cloth cloth(position);
-    for (int step = 0; step < steps; ++step)
-        cloth.step(springs, mask, rest, step % 2);
-    return cloth.positions[0];
+    return x[0];
 }
 
 } // namespace reference

@@ -116,59 +116,38 @@ inline double alphaOf(const Dab &dab, const Alpha &alpha, Vec p)
     return alpha.at(0.5 + dot(q, dab.frame.x) / (2 * r), 0.5 + dot(q, dab.frame.y) / (2 * r));
 }
 
-inline Vec claySculpt(const Dab &dab, size_t i, const Alpha &alpha, double sign, double k)
-{
-    const Vec p = dab.position[i], up = dab.area.normal * sign;
-    const Vec plane = dab.area.position + up * (0.1 * double(dab.brush.radius));
-    const double height = dot(p - plane, up);
-    const double a = alphaOf(dab, alpha, p);
-    return cleaned(up * (-height * k * a * dab.falloff[i] * (1 - dab.mask[i]))) * 2;
-}
-
-inline Vec creaseSculpt(const Dab &dab, size_t i, const Alpha &alpha, double sign, double k)
-{
-    const Vec p = dab.position[i];
-    const double f = dab.falloff[i], a = alphaOf(dab, alpha, p);
-    const Vec pinch = (dab.area.position - p) * (f * a * 0.1);
-    const Vec push = dab.area.normal * (sign * double(dab.brush.radius) * 0.2 * f * k * a);
-    return cleaned((push + pinch) * (1 - dab.mask[i])) * 2;
-}
-
-inline Vec fixSculpt(const Dab &dab, size_t i, double k)
-{
-    const std::vector<quint32> ring = dab.rings.of(i);
-    const Vec detail = dab.offsetPoints[i] - ringMean(ring, dab.offsetPoints);
-    const Vec v = carried(detail, i, ring, dab.offsetPoints, dab.backupPoints);
-    const Vec d = cleaned(ringMean(ring, dab.backupPoints) + v - dab.position[i]);
-    return d * (dab.falloff[i] * k);
-}
-
 inline Vec displacement(const Dab &dab, size_t i, const Alpha &alpha)
 {
-    const Vec p = dab.position[i], n = dab.area.normal;
+    const Vec p = dab.position[i], n = dab.area.normal, centre = dab.area.position;
     const double f = dab.falloff[i], m = 1 - dab.mask[i], r = double(dab.brush.radius);
     const double intensity = double(dab.brush.intensity);
     const double k = intensity * double(dab.brush.pressure);
-    const double sign = dab.brush.control ? -1 : 1;
+    const double sign = dab.brush.control ? -1 : 1, a = alphaOf(dab, alpha, p);
+    const std::vector<quint32> ring = dab.rings.of(i);
     switch (dab.brush.type) {
-    case BrushType::Clay:
-        return claySculpt(dab, i, alpha, sign, k);
+    case BrushType::Clay: {
+        const double height = dot(p - centre - n * (sign * 0.1 * r), n);
+        return cleaned(n * (-height * k * a * f * m)) * 2;
+    }
     case BrushType::Move:
         return cleaned(dab.moveVector * (f * intensity * m));
     case BrushType::Standard:
         return cleaned(n * (sign * k * r * 0.1 * f * m));
     case BrushType::Crease:
-        return creaseSculpt(dab, i, alpha, sign, k);
+        return cleaned((n * (sign * r * 0.2 * f * k * a) + (centre - p) * (f * a * 0.1)) * m) * 2;
     case BrushType::Inflate:
         return cleaned(dab.normal[i] * (m * k * f * sign * r * 0.2));
-    case BrushType::Fix:
-        return fixSculpt(dab, i, k);
+    case BrushType::Fix: {
+        const Vec detail = dab.offsetPoints[i] - ringMean(ring, dab.offsetPoints);
+        const Vec v = carried(detail, i, ring, dab.offsetPoints, dab.backupPoints);
+        return cleaned(ringMean(ring, dab.backupPoints) + v - p) * (f * k);
+    }
     case BrushType::Flatten:
-        return cleaned(n * (-dot(n, p - dab.area.position) / dot(n, n)) * (f * k));
+        return cleaned(n * (-dot(n, p - centre) / dot(n, n)) * (f * k));
     case BrushType::Erase:
         return cleaned((dab.backupPoints[i] - dab.offsetPoints[i]) * (f * k));
     case BrushType::Smooth:
-        return (ringMean(dab.rings.of(i), dab.backupPoints) - p) * (f * intensity);
+        return (ringMean(ring, dab.backupPoints) - p) * (f * intensity);
     default:
         return {};
     }

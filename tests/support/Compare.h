@@ -2,52 +2,42 @@
 
 #include "reference/Ring.h"
 
-#include <QString>
+#include <QtGlobal>
 
-#include <cmath>
-
-/// True within the tolerance. Written so that a NaN in the place of a number fails; where the
-/// reference is not finite, the value must not be either.
-inline bool nearlyEqual(double actual, double expected, double tolerance)
-{
-    return std::isfinite(expected) ? std::fabs(actual - expected) <= tolerance
-                                   : !std::isfinite(actual);
-}
-
-/// Both name the first element that does not match on the warning stream.
-inline bool pointsMatch(const PointArray &actual, const reference::Pose &expected, double tolerance)
+/// True within the tolerance of each point. Written so that a NaN in the place of a number fails;
+/// where the reference is not finite, the point must not be either. Names the first mismatch.
+inline bool pointsMatch(const PointArray &actual, const reference::Pose &expected,
+                        const std::vector<double> &tolerance)
 {
     if (actual.size() != expected.size()) {
         qWarning("%zu points instead of %zu", actual.size(), expected.size());
         return false;
     }
-    for (size_t i = 0; i < actual.size(); ++i) {
-        const QVector4D &p = actual[i];
-        const reference::Vec &e = expected[i];
-        if (nearlyEqual(double(p.x()), e.x, tolerance) &&
-            nearlyEqual(double(p.y()), e.y, tolerance) &&
-            nearlyEqual(double(p.z()), e.z, tolerance))
+    const reference::Pose got = reference::toPose(actual);
+    for (size_t i = 0; i < got.size(); ++i) {
+        const reference::Vec g = got[i], e = expected[i];
+        if (finite(e) ? length(g - e) <= tolerance[i] : !finite(g))
             continue;
-        qWarning("point %zu: (%.9g %.9g %.9g) instead of (%.9g %.9g %.9g), tolerance %g", i,
-                 double(p.x()), double(p.y()), double(p.z()), e.x, e.y, e.z, tolerance);
+        qWarning("point %zu: (%.9g %.9g %.9g) instead of (%.9g %.9g %.9g), tolerance %g", i, g.x,
+                 g.y, g.z, e.x, e.y, e.z, tolerance[i]);
         return false;
     }
     return true;
 }
 
+inline bool pointsMatch(const PointArray &actual, const reference::Pose &expected, double tolerance)
+{
+    return pointsMatch(actual, expected, std::vector<double>(expected.size(), tolerance));
+}
+
 inline bool valuesMatch(const std::vector<float> &actual, const std::vector<double> &expected,
                         double tolerance)
 {
-    if (actual.size() != expected.size()) {
-        qWarning("%zu values instead of %zu", actual.size(), expected.size());
-        return false;
-    }
-    for (size_t i = 0; i < actual.size(); ++i) {
-        if (nearlyEqual(double(actual[i]), expected[i], tolerance))
-            continue;
-        qWarning("value %zu: %.9g instead of %.9g, tolerance %g", i, double(actual[i]), expected[i],
-                 tolerance);
-        return false;
-    }
-    return true;
+    PointArray points;
+    for (const float value : actual)
+        points.emplace_back(value, 0.0f, 0.0f, 0.0f);
+    reference::Pose pose;
+    for (const double value : expected)
+        pose.push_back({ value, 0.0, 0.0 });
+    return pointsMatch(points, pose, tolerance);
 }

@@ -8,6 +8,8 @@
 #include <limits>
 #include <vector>
 
+inline const double kPi = std::acos(-1.0);
+
 /// One small mesh as an archive would hand it over: faces wind clockwise seen from outside (for
 /// open sheets: from +z).
 struct TestMesh {
@@ -38,14 +40,18 @@ struct TestMesh {
     {
         points.emplace_back(float(x), float(y), float(z), 1.0f);
     }
+    void addCircle(int count, double radius, double z)
+    {
+        for (int i = 0; i < count; ++i)
+            addPoint(radius * std::cos(2 * kPi * i / count), radius * std::sin(2 * kPi * i / count),
+                     z);
+    }
     void addFace(std::initializer_list<qint32> corners)
     {
         indices.insert(indices.end(), corners);
         counts.push_back(qint32(corners.size()));
     }
 };
-
-inline TestMesh testEmpty() { return { QStringLiteral("empty"), {}, {}, {} }; }
 
 /// Vertices that no face uses.
 inline TestMesh testLoosePoints(int count)
@@ -56,27 +62,13 @@ inline TestMesh testLoosePoints(int count)
     return mesh;
 }
 
-inline TestMesh testTriangle()
-{
-    TestMesh mesh { QStringLiteral("triangle"), {}, {}, {} };
-    mesh.addPoint(0, 0, 0);
-    mesh.addPoint(0, 1, 0);
-    mesh.addPoint(1, 0, 0);
-    mesh.addFace({ 0, 1, 2 });
-    return mesh;
-}
-
 /// A sheet of width × height vertices in x and y from -1 to 1, as quads or split into triangles;
 /// `wave` is the amplitude of its z.
 inline TestMesh testGrid(int width, int height, double wave = 0.0, bool triangles = false)
 {
-    TestMesh mesh { QStringLiteral("%1 x %2 %3 grid")
-                        .arg(width)
-                        .arg(height)
-                        .arg(triangles ? QLatin1String("triangle") : QLatin1String("quad")),
-                    {},
-                    {},
-                    {} };
+    TestMesh mesh {
+        QStringLiteral("%1 x %2 grid, %3").arg(width).arg(height).arg(triangles), {}, {}, {}
+    };
     const double step = 2.0 / std::max({ width - 1, height - 1, 1 });
     for (int y = 0; y < height; ++y) {
         for (int x = 0; x < width; ++x)
@@ -105,12 +97,8 @@ inline TestMesh testCube()
     TestMesh mesh { QStringLiteral("cube"), {}, {}, {} };
     for (int i = 0; i < 8; ++i)
         mesh.addPoint(i & 1 ? 1 : -1, i & 2 ? 1 : -1, i & 4 ? 1 : -1);
-    mesh.addFace({ 0, 1, 3, 2 }); // -z
-    mesh.addFace({ 4, 6, 7, 5 }); // +z
-    mesh.addFace({ 0, 4, 5, 1 }); // -y
-    mesh.addFace({ 2, 3, 7, 6 }); // +y
-    mesh.addFace({ 0, 2, 6, 4 }); // -x
-    mesh.addFace({ 1, 5, 7, 3 }); // +x
+    mesh.indices = { 0, 1, 3, 2, 4, 6, 7, 5, 0, 4, 5, 1, 2, 3, 7, 6, 0, 2, 6, 4, 1, 5, 7, 3 };
+    mesh.counts.assign(6, 4);
     return mesh;
 }
 
@@ -118,15 +106,10 @@ inline TestMesh testCube()
 inline TestMesh testSphere(int segments = 16, int bands = 10)
 {
     TestMesh mesh { QStringLiteral("sphere"), {}, {}, {} };
-    const double pi = std::acos(-1.0);
     mesh.addPoint(0, 0, 1);
     for (int band = 1; band < bands; ++band) {
-        const double polar = pi * band / bands;
-        for (int i = 0; i < segments; ++i) {
-            const double turn = 2 * pi * i / segments;
-            mesh.addPoint(std::sin(polar) * std::cos(turn), std::sin(polar) * std::sin(turn),
-                          std::cos(polar));
-        }
+        const double polar = kPi * band / bands;
+        mesh.addCircle(segments, std::sin(polar), std::cos(polar));
     }
     mesh.addPoint(0, 0, -1);
     const int southPole = mesh.vertexCount() - 1;
@@ -143,15 +126,11 @@ inline TestMesh testSphere(int segments = 16, int bands = 10)
 inline TestMesh testTorus(int around = 12, int across = 8)
 {
     TestMesh mesh { QStringLiteral("torus"), {}, {}, {} };
-    const double pi = std::acos(-1.0);
-    for (int i = 0; i < around; ++i) {
-        for (int j = 0; j < across; ++j) {
-            const double u = 2 * pi * i / around, v = 2 * pi * j / across;
-            const double r = 1.0 + 0.4 * std::cos(v);
-            mesh.addPoint(r * std::cos(u), r * std::sin(u), 0.4 * std::sin(v));
-        }
+    for (int j = 0; j < across; ++j) {
+        const double v = 2 * kPi * j / across;
+        mesh.addCircle(around, 1.0 + 0.4 * std::cos(v), 0.4 * std::sin(v));
     }
-    const auto at = [&](int i, int j) { return (i % around) * across + j % across; };
+    const auto at = [&](int i, int j) { return (j % across) * around + i % around; };
     for (int i = 0; i < around; ++i) {
         for (int j = 0; j < across; ++j)
             mesh.addFace({ at(i, j), at(i, j + 1), at(i + 1, j + 1), at(i + 1, j) });
@@ -159,72 +138,59 @@ inline TestMesh testTorus(int around = 12, int across = 8)
     return mesh;
 }
 
-/// Closed: two faces of `sides` corners and as many quads.
-inline TestMesh testPrism(int sides = 7)
+/// Closed: two faces of seven corners and as many quads.
+inline TestMesh testPrism()
 {
     TestMesh mesh { QStringLiteral("prism"), {}, {}, {} };
-    const double pi = std::acos(-1.0);
-    for (const double z : { 1.0, -1.0 }) {
-        for (int i = 0; i < sides; ++i)
-            mesh.addPoint(std::cos(2 * pi * i / sides), std::sin(2 * pi * i / sides), z);
-    }
-    for (int i = sides; i-- > 0;)
-        mesh.indices.push_back(i);
-    for (int i = 0; i < sides; ++i)
-        mesh.indices.push_back(sides + i);
-    mesh.counts = { sides, sides };
-    for (int i = 0; i < sides; ++i) {
-        const int next = (i + 1) % sides;
-        mesh.addFace({ i, next, sides + next, sides + i });
-    }
+    mesh.addCircle(7, 1, 1);
+    mesh.addCircle(7, 1, -1);
+    mesh.addFace({ 6, 5, 4, 3, 2, 1, 0 });
+    mesh.addFace({ 7, 8, 9, 10, 11, 12, 13 });
+    for (int i = 0; i < 7; ++i)
+        mesh.addFace({ i, (i + 1) % 7, 7 + (i + 1) % 7, 7 + i });
     return mesh;
 }
 
-/// A closed disc of triangles around vertex 0, which has `valence` neighbours; not flat.
+/// A disc of triangles around vertex 0, which has `valence` neighbours; not flat.
 inline TestMesh testFan(int valence = 14)
 {
     TestMesh mesh { QStringLiteral("fan"), {}, {}, {} };
-    const double pi = std::acos(-1.0);
     mesh.addPoint(0, 0, 0.5);
+    mesh.addCircle(valence, 1, 0);
     for (int i = 0; i < valence; ++i) {
-        const double turn = 2 * pi * i / valence;
-        mesh.addPoint(std::cos(turn), std::sin(turn), 0.1 * (i % 3));
-    }
-    for (int i = 0; i < valence; ++i)
+        mesh.points[size_t(i) + 1].setZ(0.1f * float(i % 3));
         mesh.addFace({ 0, 1 + (i + 1) % valence, 1 + i });
+    }
     return mesh;
 }
 
 /// Two separate fans of two triangles that share vertex 0 only.
 inline TestMesh testTwoFans()
 {
-    TestMesh mesh { QStringLiteral("two fans"), {}, {}, {} };
-    mesh.addPoint(0, 0, 0);
-    for (const double side : { 1.0, -1.0 }) {
-        mesh.addPoint(side, side * 0.7, 0);
-        mesh.addPoint(side, 0, 0.1);
-        mesh.addPoint(side, side * -0.7, 0);
-    }
-    mesh.addFace({ 0, 1, 2 });
-    mesh.addFace({ 0, 2, 3 });
-    mesh.addFace({ 0, 4, 5 });
-    mesh.addFace({ 0, 5, 6 });
-    return mesh;
+    const float z = 0.1f;
+    return { QStringLiteral("two fans"),
+             { { 0, 0, 0, 1 },
+               { 1, 0.7f, 0, 1 },
+               { 1, 0, z, 1 },
+               { 1, -0.7f, 0, 1 },
+               { -1, -0.7f, 0, 1 },
+               { -1, 0, z, 1 },
+               { -1, 0.7f, 0, 1 } },
+             { 0, 1, 2, 0, 2, 3, 0, 4, 5, 0, 5, 6 },
+             { 3, 3, 3, 3 } };
 }
 
 /// Three triangles on the edge of vertices 0 and 1.
 inline TestMesh testThreeOnAnEdge()
 {
-    TestMesh mesh { QStringLiteral("three on an edge"), {}, {}, {} };
-    mesh.addPoint(0, 0, 0);
-    mesh.addPoint(0, 1, 0);
-    mesh.addPoint(1, 0.5, 0);
-    mesh.addPoint(-1, 0.5, 0.1);
-    mesh.addPoint(0, 0.5, 1);
-    mesh.addFace({ 0, 1, 2 });
-    mesh.addFace({ 1, 0, 3 });
-    mesh.addFace({ 0, 1, 4 });
-    return mesh;
+    return { QStringLiteral("three on an edge"),
+             { { 0, 0, 0, 1 },
+               { 0, 1, 0, 1 },
+               { 1, 0.5f, 0, 1 },
+               { -1, 0.5f, 0.1f, 1 },
+               { 0, 0.5f, 1, 1 } },
+             { 0, 1, 2, 1, 0, 3, 0, 1, 4 },
+             { 3, 3, 3 } };
 }
 
 /// A curved sheet with a NaN point in its middle and an infinite one in a corner.
@@ -247,20 +213,23 @@ inline TestMesh testSheetAndLoosePoints()
     return mesh;
 }
 
-/// Closed surfaces, whose outside is known.
-inline std::vector<TestMesh> testClosedMeshes()
-{
-    return { testCube(), testSphere(), testTorus(), testPrism() };
-}
-
 /// The whole shelf; vertex counts of 0, 1, 1023, 1024 and 1025 included.
 inline std::vector<TestMesh> testMeshes()
 {
-    std::vector<TestMesh> meshes = testClosedMeshes();
-    for (const TestMesh &mesh :
-         { testEmpty(), testLoosePoints(1), testTriangle(), testGrid(2), testGrid(9, 6, 0.1, true),
-           testGrid(33, 31, 0.1), testGrid(32), testGrid(41, 25, 0.1), testFan(), testTwoFans(),
-           testThreeOnAnEdge(), testNaNPoint(), testSheetAndLoosePoints() })
-        meshes.push_back(mesh);
-    return meshes;
+    return { testCube(),
+             testSphere(),
+             testTorus(),
+             testPrism(),
+             testLoosePoints(0),
+             testLoosePoints(1),
+             testGrid(2),
+             testGrid(9, 6, 0.1, true),
+             testGrid(33, 31, 0.1),
+             testGrid(32),
+             testGrid(41, 25, 0.1),
+             testFan(),
+             testTwoFans(),
+             testThreeOnAnEdge(),
+             testNaNPoint(),
+             testSheetAndLoosePoints() };
 }

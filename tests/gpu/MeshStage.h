@@ -2,28 +2,21 @@
 
 #include "gpu/GPUMesh.h"
 #include "reference/Deform.h"
+#include "support/Compare.h"
 #include "support/GLFixture.h"
 #include "support/TestMeshes.h"
 
 #include <QTest>
 
-#include <cstring>
 #include <random>
 
-/// The poses that the deformer passes work on, for one mesh: jittered, so that no fan triangle is
-/// degenerate by accident, and bent against each other, so that frames turn.
-struct DeformScene {
-    TestMesh mesh;
+/// The poses that the passes work on, for one mesh: jittered, so that no fan triangle is degenerate
+/// by accident, and bent against each other, so that frames turn.
+struct MeshScene {
+    TestMesh mesh; ///< without faces when it comes from an archive
     Topology topology;
     PointArray position, normal, deltas, basePoints, offsetPoints, rest;
     std::vector<float> mask; ///< full, partial, none, and both sides of each kernel's threshold
-};
-
-/// The same in double, for the references.
-struct ReferenceScene {
-    reference::Neighbours rings, springs;
-    reference::Pose position, normal, deltas, basePoints, offsetPoints, rest;
-    reference::Weights mask;
 };
 
 inline PointArray jittered(PointArray points, double amplitude, unsigned seed)
@@ -45,22 +38,16 @@ inline PointArray bent(PointArray points, float angle)
     return points;
 }
 
-inline double shortestEdge(const TestMesh &mesh, const Topology &topology)
+inline MeshScene meshScene(const TestMesh &mesh, const Topology &topology)
 {
+    MeshScene scene { mesh, topology, {}, {}, {}, {}, {}, {}, {} };
     double shortest = mesh.extent();
     const std::vector<quint32> &edges = topology.edges();
     for (size_t k = 0; k + 1 < edges.size(); k += 2) {
         const double edge = double((mesh.points[edges[k]] - mesh.points[edges[k + 1]]).length());
-        if (edge < shortest) // not for a NaN
-            shortest = edge;
+        shortest = edge < shortest ? edge : shortest; // not for a NaN
     }
-    return shortest;
-}
-
-inline DeformScene deformScene(const TestMesh &mesh, const Topology &topology)
-{
-    DeformScene scene { mesh, topology, {}, {}, {}, {}, {}, {}, {} };
-    const double amplitude = 0.2 * shortestEdge(mesh, scene.topology);
+    const double amplitude = 0.2 * shortest;
     scene.rest = jittered(mesh.points, amplitude, 1);
     scene.position = jittered(bent(scene.rest, 0.4f), 0.5 * amplitude, 2);
     scene.basePoints = jittered(scene.rest, 0.2 * amplitude, 3);
@@ -72,60 +59,38 @@ inline DeformScene deformScene(const TestMesh &mesh, const Topology &topology)
         scene.mask.push_back(weights[i % std::size(weights)]);
     return scene;
 }
+inline MeshScene meshScene(const TestMesh &mesh) { return meshScene(mesh, mesh.topology()); }
 
-inline DeformScene deformScene(const TestMesh &mesh) { return deformScene(mesh, mesh.topology()); }
-
-inline ReferenceScene toReference(const DeformScene &scene)
+/// The same in double, for the references.
+inline reference::Scene toReference(const MeshScene &scene)
 {
-    const auto count = size_t(scene.mesh.vertexCount());
-    return { { scene.topology.rings(), count },       { scene.topology.constraints(), count },
-             reference::toPose(scene.position),       reference::toPose(scene.normal),
-             reference::toPose(scene.deltas),         reference::toPose(scene.basePoints),
-             reference::toPose(scene.offsetPoints),   reference::toPose(scene.rest),
+    using reference::toPose;
+    const size_t count = scene.mesh.points.size();
+    return { { scene.topology.rings(), count },
+             { scene.topology.constraints(), count },
+             toPose(scene.position),
+             toPose(scene.normal),
+             toPose(scene.deltas),
+             toPose(scene.basePoints),
+             toPose(scene.offsetPoints),
+             toPose(scene.rest),
              { scene.mask.begin(), scene.mask.end() } };
 }
-
-/// A reference result and how far the float result may lie from it.
-struct Expectation {
-    reference::Pose pose;
-    std::vector<double> tolerance; ///< per vertex
-
-    /// Empty when the points match. Where the reference is not finite, the points must not be.
-    QString mismatch(const PointArray &actual) const
-    {
-        if (actual.size() != pose.size())
-            return QStringLiteral("%1 points, not %2").arg(actual.size()).arg(pose.size());
-        const reference::Pose got = reference::toPose(actual);
-        for (size_t i = 0; i < pose.size(); ++i) {
-            const reference::Vec wanted = pose[i], error = got[i] - wanted;
-            if (finite(wanted) ? !(length(error) <= tolerance[i]) : finite(got[i]))
-                return QStringLiteral("vertex %1: (%2 %3 %4), not (%5 %6 %7), tolerance %8")
-                    .arg(i)
-                    .arg(got[i].x)
-                    .arg(got[i].y)
-                    .arg(got[i].z)
-                    .arg(wanted.x)
-                    .arg(wanted.y)
-                    .arg(wanted.z)
-                    .arg(tolerance[i]);
-        }
-        return {};
-    }
-};
 
 /// Runs a reference on the scene, and again with every point nudged by a few rounding errors. A
 /// float kernel makes such errors at every step, so it may stray by a small multiple of what they
 /// move the reference itself: much at a sliver's frame, nearly nothing on an even mesh.
-template <class Reference> Expectation expectation(const DeformScene &scene, Reference compute)
+template <class Reference>
+bool matchesReference(const PointArray &actual, const MeshScene &scene, Reference compute)
 {
-    const ReferenceScene exact = toReference(scene);
-    const double rounding = std::numeric_limits<float>::epsilon() * scene.mesh.extent();
-    Expectation result { compute(exact), {} };
-    result.tolerance.assign(result.pose.size(), 16 * rounding);
+    const reference::Scene exact = toReference(scene);
+    const double rounding = double(std::numeric_limits<float>::epsilon()) * scene.mesh.extent();
+    const reference::Pose expected = compute(exact);
+    std::vector<double> tolerance(expected.size(), 16 * rounding);
     for (unsigned run = 0; run < 4; ++run) {
         std::mt19937 random(run);
         std::uniform_real_distribution<double> nudge(-2 * rounding, 2 * rounding);
-        ReferenceScene moved = exact;
+        reference::Scene moved = exact;
         for (reference::Pose *pose : { &moved.position, &moved.deltas, &moved.basePoints,
                                        &moved.offsetPoints, &moved.rest }) {
             for (reference::Vec &p : *pose)
@@ -133,28 +98,35 @@ template <class Reference> Expectation expectation(const DeformScene &scene, Ref
         }
         const reference::Pose other = compute(moved);
         for (size_t i = 0; i < other.size(); ++i)
-            result.tolerance[i] =
-                std::max(result.tolerance[i], 8 * length(other[i] - result.pose[i]));
+            tolerance[i] = std::max(tolerance[i], 8 * length(other[i] - expected[i]));
     }
-    return result;
+    return pointsMatch(actual, expected, tolerance);
 }
 
 /// A context and a mesh in it, refilled for every test.
-class DeformStage {
+class MeshStage {
 public:
     bool valid() { return m_gl.valid() && m_gl.makeCurrent() && m_mesh.initialize(); }
+    GLFixture &fixture() { return m_gl; }
     GPUMesh &mesh() { return m_mesh; }
+    const Topology &topology() const { return m_topology; }
     void finish() { m_gl.gl().glFinish(); } ///< waits for the card
 
-    /// Sizes the buffers for the scene's mesh and fills all that the passes read.
-    void load(const DeformScene &scene)
+    /// Sizes the buffers for the mesh and fills in its points.
+    void load(const Topology &topology, const PointArray &points)
     {
-        m_topology = scene.topology;
+        m_topology = topology;
         m_mesh.setTopology(&m_topology);
         m_mesh.allocateBuffers();
-        m_mesh.setRestPoints(scene.rest);
         m_mesh.bind();
-        m_mesh.upload(Semantic::kPosition, scene.position);
+        m_mesh.upload(Semantic::kPosition, points);
+    }
+    void load(const TestMesh &mesh) { load(mesh.topology(), mesh.points); }
+    /// Fills all that the deformer passes read.
+    void load(const MeshScene &scene)
+    {
+        load(scene.topology, scene.position);
+        m_mesh.setRestPoints(scene.rest);
         m_mesh.upload(Semantic::kNormal, scene.normal);
         m_mesh.upload(Semantic::kMask, scene.mask);
         m_mesh.upload(Semantic::kDeltas, scene.deltas);
@@ -175,6 +147,9 @@ private:
 /// NaNs of one pattern count as the same, and 0 and -0 do not.
 inline bool sameBits(const PointArray &a, const PointArray &b)
 {
-    return a.size() == b.size() &&
-        (a.empty() || std::memcmp(a.data(), b.data(), a.size() * sizeof(QVector4D)) == 0);
+    const auto bytes = [](const PointArray &points) {
+        return QByteArray::fromRawData(reinterpret_cast<const char *>(points.data()),
+                                       int(points.size() * sizeof(QVector4D)));
+    };
+    return bytes(a) == bytes(b);
 }
