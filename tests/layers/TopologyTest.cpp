@@ -3,7 +3,6 @@
 
 #include <QtTest>
 
-#include <cfloat>
 #include <random>
 #include <set>
 
@@ -58,7 +57,6 @@ private slots:
     void brokenFacesAreDropped();
     void hugeValence();
     void randomFacesStayConsistent();
-    void falloffEqualsPickingOnASheet();
     void falloffDoesNotJumpAGap();
     void falloffOfBadInput();
 };
@@ -183,19 +181,6 @@ void TopologyTest::randomFacesStayConsistent()
         QVERIFY2(topology.validate(&fault), qPrintable(fault));
     }
     QLoggingCategory::setFilterRules(QString());
-}
-
-void TopologyTest::falloffEqualsPickingOnASheet()
-{
-    const TestMesh mesh = testGrid(21, 21);
-    const double radius = double(0.55f);
-    const std::vector<float> falloff =
-        mesh.topology().surfaceFalloff(219, mesh.points, float(radius));
-    for (size_t v = 0; v < mesh.points.size(); ++v) {
-        const double way = double((mesh.points[v] - mesh.points[219]).length());
-        const double t = std::min(way / radius, 1.0);
-        QVERIFY(std::abs(double(falloff[v]) - (1 - 3 * t * t + 2 * t * t * t)) < 8 * FLT_EPSILON);
-    }
 }
 
 /// Two sheets, one just above the other.

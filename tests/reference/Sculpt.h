@@ -76,7 +76,6 @@ public:
         : m_image(path)
     {
     }
-    bool isValid() const { return m_image.width() == 256 && m_image.height() == 256; }
 
     double at(double u, double v) const
     {
