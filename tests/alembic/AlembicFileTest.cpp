@@ -33,12 +33,9 @@ private slots:
     void floorSample_data();
     void floorSample();
     void transformsNearestFirst();
-    void everyPointFollowsTheFormula_data();
-    void everyPointFollowsTheFormula();
     void cameras();
     void instancesFollowThePathWalked();
     void meshesWithoutPointsOrFaces();
-    void infiniteAndNaNPoints();
     void invalidArchiveLeavesOutputsAlone();
     void unreadableFileKeepsTheArchive_data();
     void unreadableFileKeepsTheArchive();
@@ -183,46 +180,6 @@ void AlembicFileTest::transformsNearestFirst()
     QVERIFY(near(points[7], 6, 3, 3));
 }
 
-void AlembicFileTest::everyPointFollowsTheFormula_data()
-{
-    const M44d turned = M44d().setAxisAngle(V3d(1, 2, 3), 1.0) * translation(5, -3, 100);
-    M44d projective = turned;
-    projective[0][3] = 0.25;
-    projective[2][3] = 0.5;
-    QTest::addColumn<M44d>("matrix");
-    QTest::newRow("affine") << turned;
-    QTest::newRow("projective") << projective;
-}
-
-/// x' = (x·m00 + y·m10 + z·m20 + m30) / w' and so on, over a count that fills no block evenly.
-void AlembicFileTest::everyPointFollowsTheFormula()
-{
-    QFETCH(M44d, matrix);
-    const Shape shape = grid(33);
-    {
-        Writer writer(path(QStringLiteral("formula.abc")));
-        auto carrier = writer.xform(writer.top(), "carrier", { matrix });
-        writer.mesh(carrier, "grid", shape);
-    }
-    AlembicFile file;
-    QVERIFY(open(file, QStringLiteral("formula.abc")));
-    PointArray points;
-    QVERIFY(file.readPoints(points, 0.0));
-    QCOMPARE(points.size(), shape.points.size());
-    for (std::size_t i = 0; i < points.size(); ++i) {
-        const V3d p(shape.points[i]);
-        double sums[4];
-        for (int k = 0; k < 4; ++k)
-            sums[k] = p.x * matrix[0][k] + p.y * matrix[1][k] + p.z * matrix[2][k] + matrix[3][k];
-        for (int k = 0; k < 3; ++k) {
-            // One rounding to single precision apart, should a compiler fuse a multiplication.
-            const float expected = float(sums[k] / sums[3]);
-            QVERIFY(std::abs(points[i][k] - expected) <= FLT_EPSILON * std::abs(expected));
-        }
-        QCOMPARE(points[i].w(), 1.0f);
-    }
-}
-
 void AlembicFileTest::cameras()
 {
     {
@@ -319,26 +276,6 @@ void AlembicFileTest::meshesWithoutPointsOrFaces()
     PointArray points;
     QVERIFY(file.readPoints(points, 0.0));
     QCOMPARE(int(points.size()), 16);
-}
-
-void AlembicFileTest::infiniteAndNaNPoints()
-{
-    Shape broken = cube();
-    broken.points[1].x = std::numeric_limits<float>::quiet_NaN();
-    broken.points[2].y = std::numeric_limits<float>::infinity();
-    {
-        Writer writer(path(QStringLiteral("nan.abc")));
-        auto carrier = writer.xform(writer.top(), "carrier", { translation(1, 0, 0) });
-        writer.mesh(carrier, "box", broken);
-    }
-    AlembicFile file;
-    QVERIFY(open(file, QStringLiteral("nan.abc")));
-    PointArray points;
-    QVERIFY(file.readPoints(points, 0.0));
-    QVERIFY(!std::isfinite(points[1].x()));
-    QVERIFY(!std::isfinite(points[2].y()));
-    QVERIFY(near(points[3], 2, 1, -1)); // its neighbours in the same round are untouched
-    QCOMPARE(points[1].w(), 1.0f);
 }
 
 void AlembicFileTest::invalidArchiveLeavesOutputsAlone()

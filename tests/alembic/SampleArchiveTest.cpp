@@ -49,7 +49,6 @@ class SampleArchiveTest : public QObject {
 
 private slots:
     void initTestCase();
-    void everyRunWritesTheSameBytes();
     void content();
     void outsideFacesOut();
     void elbowCollapses();
@@ -78,15 +77,6 @@ void SampleArchiveTest::initTestCase()
     QVERIFY(m_file.fillTopology(m_topology));
     QCOMPARE(int(m_topology.meshes().size()), 3);
     m_armCount = m_topology.meshes().front().vertexCount;
-}
-
-void SampleArchiveTest::everyRunWritesTheSameBytes()
-{
-    QFile first(m_folder.filePath(QStringLiteral("sample.abc")));
-    QFile second(write(QStringLiteral("again.abc")));
-    QVERIFY(first.open(QIODevice::ReadOnly) && second.open(QIODevice::ReadOnly));
-    QVERIFY(first.readAll() == second.readAll());
-    QVERIFY(write(QStringLiteral("no/such/folder.abc")).isEmpty());
 }
 
 void SampleArchiveTest::content()

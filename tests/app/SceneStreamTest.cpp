@@ -122,14 +122,11 @@ private slots:
     void cleanup();
     void readsTheLayout();
     void writesTheLayout();
-    void emptySceneByHand();
     void keyTimeGoesThroughAFloat();
-    void recordsTellTheirDamping();
     void everyTruncationCompletesTheLayerInHand();
     void hostileCounts_data();
     void hostileCounts();
     void mutationsNeverCrash();
-    void unreadableFileIsAnEmptyScene();
     void failedSaveSaysWhy();
     void saveKeepsLinkAndPermissions();
     void killedSaveLeavesAWholeScene();
@@ -184,17 +181,6 @@ void SceneStreamTest::writesTheLayout()
     QVERIFY(std::isnan(parsed.layers[3].damping));
 }
 
-void SceneStreamTest::emptySceneByHand()
-{
-    const QByteArray bytes =
-        QByteArray::fromHex("00000010 0075006e007400690074006c00650064 00000000");
-    QVERIFY(writeScene(path(), QStringLiteral("untitled"), {}));
-    QCOMPARE(fileBytes(path()).toHex(), bytes.toHex());
-    const SceneContent content = readScene(path());
-    QCOMPARE(content.alembicPath, QStringLiteral("untitled"));
-    QVERIFY(content.layers.empty());
-}
-
 void SceneStreamTest::keyTimeGoesThroughAFloat()
 {
     LayerData layer;
@@ -204,19 +190,6 @@ void SceneStreamTest::keyTimeGoesThroughAFloat()
     const SceneContent content = readScene(path());
     QVERIFY(content.alembicPath.isNull());
     QVERIFY(content.layers[0]->keys()[0] == (LayerKey { double(0.1f), 0.1f, true }));
-}
-
-void SceneStreamTest::recordsTellTheirDamping()
-{
-    LayerData first, second;
-    second.setDamping(0.75f);
-    QTest::ignoreMessage(QtDebugMsg, "saving damping as 0.3");
-    QTest::ignoreMessage(QtDebugMsg, "saving damping as 0.75");
-    QTest::ignoreMessage(QtDebugMsg, "file saved");
-    QVERIFY(writeScene(path(), QStringLiteral("untitled"), { &first, &second }));
-    QTest::ignoreMessage(QtDebugMsg, "reading damping as 0.3");
-    QTest::ignoreMessage(QtDebugMsg, "reading damping as 0.75");
-    readScene(path());
 }
 
 void SceneStreamTest::everyTruncationCompletesTheLayerInHand()
@@ -289,15 +262,6 @@ void SceneStreamTest::mutationsNeverCrash()
         QVERIFY(content.layers.size() < 100);
     }
     QVERIFY(largestAllocation < 64 * 1024);
-}
-
-void SceneStreamTest::unreadableFileIsAnEmptyScene()
-{
-    const QRegularExpression line(QStringLiteral("^can't open the scene: .*missing.pxm .+"));
-    QTest::ignoreMessage(QtDebugMsg, line);
-    const SceneContent content = readScene(m_folder->filePath(QStringLiteral("missing.pxm")));
-    QVERIFY(content.alembicPath.isNull());
-    QVERIFY(content.layers.empty());
 }
 
 void SceneStreamTest::failedSaveSaysWhy()

@@ -47,7 +47,6 @@ private slots:
     void bySurfaceFlipsOnTheClick();
     void saveMorphKeepsTheDisplayedPose();
     void importMovesTheTimeIntoTheRange();
-    void showShapes();
     void licence();
 
 private:
@@ -351,14 +350,6 @@ void WindowTest::importMovesTheTimeIntoTheRange()
     for (const auto *field : Global::timeControls()->findChildren<QLineEdit *>())
         QVERIFY(field->text() == QString::number(start) ||
                 field->text() == QString::number(Global::timeline()->maxFrame()));
-}
-
-void WindowTest::showShapes()
-{
-    QVERIFY(!Global::shapeBrowser()->isVisible());
-    action(QStringLiteral("&Show Shapes"))->trigger();
-    QVERIFY(QTest::qWaitForWindowExposed(Global::shapeBrowser()));
-    Global::shapeBrowser()->hide();
 }
 
 void WindowTest::licence()

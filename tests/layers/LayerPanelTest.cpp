@@ -79,19 +79,16 @@ private slots:
     void buttonsMakeLayers();
     void fieldsChangeTheirValue_data();
     void fieldsChangeTheirValue();
-    void slidersReachTheLayer();
     void tangentTurnsOnAndOff();
     void mushIterationsRelaxTheRestPose();
     void aNameClickSelects();
     void headerFoldsThePanel();
-    void menuHoldsItsEntries();
     void renaming_data();
     void renaming();
     void masksTravelByTheClipboard();
     void keysTravelByTheClipboard();
     void deleteAsks();
     void refreshingChangesNothing();
-    void refreshingShowsAnotherKind();
     void envelope();
 
 private:
@@ -204,17 +201,6 @@ void LayerPanelTest::fieldsChangeTheirValue()
     QCOMPARE(changes, 1);
 }
 
-void LayerPanelTest::slidersReachTheLayer()
-{
-    Layer *layer = addLayer(LayerKind::Jiggle);
-    auto *slider = partOf<QSlider>(layer, QStringLiteral("Intensity:"));
-    slider->setFocus();
-    Driver::key(slider, Qt::Key_PageDown);
-    QCOMPARE(slider->value(), 90);
-    QCOMPARE(layer->data()->intensity(), 0.9f);
-    QCOMPARE(partOf<QLineEdit>(layer, QStringLiteral("Intensity:"))->text(), QStringLiteral("0.9"));
-}
-
 void LayerPanelTest::tangentTurnsOnAndOff()
 {
     Layer *layer = addLayer(LayerKind::Sculpt);
@@ -285,16 +271,6 @@ void LayerPanelTest::headerFoldsThePanel()
     QVERIFY(isOpen());
     QTest::mouseDClick(nameLabel(layer), Qt::LeftButton);
     QVERIFY(isClosed());
-}
-
-void LayerPanelTest::menuHoldsItsEntries()
-{
-    Layer *layer = addLayer(LayerKind::Cloth);
-    const QString line = QStringLiteral("-");
-    QCOMPARE(chooseFromMenu(layer, QString()),
-             (QStringList { QStringLiteral("Settings"), QStringLiteral("Rename"), line,
-                            QStringLiteral("Copy Mask"), QStringLiteral("Paste Mask"), line,
-                            QStringLiteral("Copy Keys"), QStringLiteral("Paste Keys") }));
 }
 
 void LayerPanelTest::renaming_data()
@@ -403,23 +379,6 @@ void LayerPanelTest::refreshingChangesNothing()
     QCOMPARE(nameLabel(layer)->text(), QStringLiteral("from a file"));
     QCOMPARE(partOf<QLineEdit>(layer, QStringLiteral("Relax Iterations:"))->text(),
              QStringLiteral("9"));
-}
-
-void LayerPanelTest::refreshingShowsAnotherKind()
-{
-    Layer *layer = addLayer(LayerKind::Sculpt);
-    layer->data()->setKind(LayerKind::Jiggle);
-    layer->data()->setStiffness(0.25f);
-    layer->data()->setSelected(false);
-    layer->refreshWidgets();
-    QApplication::processEvents();
-    QVERIFY(!partOf<QRadioButton>(layer, QStringLiteral("Tangent")));
-    auto *stiffness = partOf<QLineEdit>(layer, QStringLiteral("Stiffness :"));
-    QVERIFY(stiffness && stiffness->isVisible());
-    QCOMPARE(stiffness->text(), QStringLiteral("0.25"));
-    QVERIFY(rimOf(layer) != kAccent);
-    type(stiffness, QStringLiteral("0.5"));
-    QCOMPARE(layer->data()->stiffness(), 0.5f);
 }
 
 void LayerPanelTest::envelope()

@@ -16,12 +16,10 @@ class ShelfAndOutlinerTest : public QObject {
 
 private slots:
     void initTestCase();
-    void shelfHoldsNineBrushes();
     void aPressChoosesTheBrush();
     void theMarkFollowsTheKeys();
     void outlinerListsCamerasOnly();
     void aDoubleClickLooksThroughTheCamera();
-    void expandingShowsTheFirstChild();
 
 private:
     static QList<QToolButton *> buttons();
@@ -57,20 +55,6 @@ int ShelfAndOutlinerTest::marked()
             ++count;
         }
     return count == 1 ? number : -1;
-}
-
-void ShelfAndOutlinerTest::shelfHoldsNineBrushes()
-{
-    QCOMPARE(marked(), 0);
-    QStringList captions;
-    for (QToolButton *button : buttons()) {
-        captions << button->toolTip();
-        QVERIFY2(!button->icon().isNull(), qPrintable(button->toolTip()));
-        QCOMPARE(button->icon().actualSize(button->iconSize()), button->iconSize());
-        QCOMPARE(button->size(), QSize(50, 50));
-    }
-    QCOMPARE(captions.join(QLatin1Char(' ')),
-             QStringLiteral("clay move standard crease inflate clone flatten erase mask"));
 }
 
 void ShelfAndOutlinerTest::aPressChoosesTheBrush()
@@ -137,23 +121,6 @@ void ShelfAndOutlinerTest::aDoubleClickLooksThroughTheCamera()
     Global::outliner()->setDoubleClick(&mesh, 0);
     QCOMPARE(Global::auxViewport()->cameraName(), QStringLiteral("witnessCamera"));
     Global::cameraWindow()->hide();
-}
-
-void ShelfAndOutlinerTest::expandingShowsTheFirstChild()
-{
-    Outliner outliner;
-    outliner.resize(120, 100);
-    for (int i = 0; i < 30; ++i)
-        outliner.addObject(QStringLiteral("cam%1").arg(i), QString(), 2);
-    outliner.show();
-    auto *tree = outliner.findChild<QTreeWidget *>();
-    QTreeWidgetItem *last = tree->topLevelItem(29);
-    last->addChild(new QTreeWidgetItem({ QStringLiteral("child") }));
-    QVERIFY(!tree->viewport()->rect().intersects(tree->visualItemRect(last)));
-    last->setExpanded(true);
-    QVERIFY(tree->viewport()->rect().contains(tree->visualItemRect(last->child(0)).center()));
-    tree->topLevelItem(0)->setExpanded(true); // no children: stays where it is
-    QVERIFY(tree->viewport()->rect().contains(tree->visualItemRect(last->child(0)).center()));
 }
 
 PLEXMOLD_TEST_MAIN(ShelfAndOutlinerTest)

@@ -87,7 +87,6 @@ private slots:
     void initTestCase() { std::setlocale(LC_ALL, "C"); } // Qt takes the user's
     void oddNumbers();
     void randomNumbers();
-    void everyPowerOfTen();
     void corners();
     void integersOutOfRange();
     void germanLocale();
@@ -117,17 +116,6 @@ void LineScanTest::randomNumbers()
         const std::string line = randomText(random, "0011235799..eE+--xXpPnaif \t\r/,");
         QVERIFY2(same(floatsOf(line), libraryFloatsOf(line)), line.c_str());
     }
-}
-
-void LineScanTest::everyPowerOfTen()
-{
-    std::mt19937 random(21);
-    for (int exponent = -60; exponent <= 45; ++exponent)
-        for (int digits = 1; digits < 24; ++digits) {
-            std::string line = std::to_string(random()) + std::to_string(random());
-            line = line.substr(0, std::size_t(digits)) + 'e' + std::to_string(exponent);
-            QVERIFY2(same(floatsOf(line), libraryFloatsOf(line)), line.c_str());
-        }
 }
 
 void LineScanTest::corners()

@@ -86,7 +86,6 @@ private slots:
     void onlyFrontFacesAreSeen();
     void keyFFramesFromListAndPreview();
     void buttonsMoveTheCamera();
-    void movesToAnotherWindow();
 
 private:
     bool m_hasGL = false;
@@ -219,34 +218,6 @@ void ShapeBrowserTest::buttonsMoveTheCamera()
         Driver::mouse(QTest::MouseMove, &preview, { 20, 20 }, Qt::NoButton);
         QCOMPARE(preview.camera().view(), after); // the drag has ended
     }
-}
-
-void ShapeBrowserTest::movesToAnotherWindow()
-{
-    if (!m_hasGL)
-        QSKIP("no OpenGL 4.3 context");
-    auto shape = std::make_shared<ShapeMesh>();
-    shape->positions = { 0, 0, 3, 3, 0, 0, 0, 4, 0 };
-    shape->normals = { 0, 0, 1, 0, 0, 1, 0, 0, 1 };
-    shape->indices = { 0, 1, 2 };
-    QWidget first;
-    QWidget second;
-    for (QWidget *window : { &first, &second }) {
-        window->resize(400, 400);
-        new QHBoxLayout(window);
-    }
-    auto *preview = new ShapeViewPort;
-    preview->setShape(shape);
-    first.layout()->addWidget(preview);
-    showWindow(first);
-    const QImage before = preview->grabFramebuffer();
-    second.layout()->addWidget(preview); // gives the preview a new context
-    showWindow(second);
-    const QImage after = preview->grabFramebuffer();
-    QCOMPARE(after.size(), before.size());
-    QCOMPARE(differingPixels(after, before), 0);
-    preview->setShape(nullptr);
-    QVERIFY(differingPixels(preview->grabFramebuffer(), before) > 500);
 }
 
 int main(int argc, char *argv[])

@@ -101,7 +101,6 @@ private slots:
     void loopsOverTheShownRange();
     void slowTicksLeaveRoomForTheWindow();
     void stoppingShowsTheFrame();
-    void scrubbingEvaluatesOncePerFrame();
     void theMeshFollowsTheKeys_data();
     void theMeshFollowsTheKeys();
     void importsFarFromZero_data();
@@ -218,24 +217,6 @@ void PlaybackGLTest::stoppingShowsTheFrame()
     QTest::qWait(150);
     QCOMPARE(ruler().currentFrame(), stopped);
     playButton().setChecked(false);
-}
-
-void PlaybackGLTest::scrubbingEvaluatesOncePerFrame()
-{
-    const quint64 before = gpuCounters().evaluations;
-    const auto evaluations = [&] { return int(gpuCounters().evaluations - before); };
-    Driver::mouse(QTest::MousePress, &ruler(), rulerPixel(20), Qt::LeftButton);
-    QCOMPARE(evaluations(), 0);
-    Driver::mouse(QTest::MouseMove, &ruler(), rulerPixel(21), Qt::NoButton);
-    QCOMPARE(evaluations(), 1); // the Time field's echo does not evaluate again
-    QCOMPARE(firstPoint().y(), 21.0f);
-    Driver::mouse(QTest::MouseMove, &ruler(), rulerPixel(21) + QPoint(1, 9), Qt::NoButton);
-    QCOMPARE(evaluations(), 1);
-    Driver::mouse(QTest::MouseRelease, &ruler(), rulerPixel(21), Qt::LeftButton);
-    QCOMPARE(evaluations(), 1);
-    Global::timeControls()->setCurrentTime(30);
-    QCOMPARE(evaluations(), 2);
-    QCOMPARE(firstPoint().y(), 30.0f);
 }
 
 void PlaybackGLTest::theMeshFollowsTheKeys_data()

@@ -97,15 +97,11 @@ private slots:
     void keyDragsAreClampedAndRelative();
     void keyDragsOfLostKeysDoNothing();
     void rulerPicture();
-    void rulerPictureOfMovedRanges();
     void typedFramesAndShownFrames();
-    void limitsPushEachOther();
-    void playButtonTellsWhetherItPlays();
     void sliderEnds();
     void sliderBody();
     void sliderEndsNeverSqueezeTheBar();
     void sliderDoubleClick();
-    void sliderFollowsTheWindow();
     void shownRangePastItsEnd();
 
 private:
@@ -304,30 +300,6 @@ void TimeWidgetsTest::rulerPicture()
     QVERIFY2(dark > 5 && dark < 60, qPrintable(QString::number(dark)));
 }
 
-void TimeWidgetsTest::rulerPictureOfMovedRanges()
-{
-    const int y = ruler().height() / 2;
-    const auto markedColumns = [&] {
-        const QImage picture = ruler().grab().toImage();
-        int columns = 0;
-        for (int x = 0; x < picture.width(); ++x)
-            columns += pixel(picture, x, y) == kMarker;
-        return columns;
-    };
-    controls().setMinTime(1001);
-    controls().setMaxTime(1049);
-    controls().setCurrentTime(1049);
-    const QRect marker = markerRect(1049, ruler().size(), shownRange());
-    QCOMPARE(markedColumns(), marker.width());
-    QCOMPARE(pixel(ruler().grab().toImage(), marker.right(), y), kMarker);
-    controls().setCurrentTime(1050);
-    QVERIFY(markedColumns() <= 1);
-
-    ruler().setRangeStart(1105); // past the end: one frame fills the ruler
-    controls().setCurrentTime(1105);
-    QCOMPARE(markedColumns(), ruler().width());
-}
-
 void TimeWidgetsTest::typedFramesAndShownFrames()
 {
     type("Time", QStringLiteral("13"));
@@ -344,37 +316,6 @@ void TimeWidgetsTest::typedFramesAndShownFrames()
 
     controls().showFrame(9); // shows only
     QCOMPARE(ruler().currentFrame(), 7);
-}
-
-void TimeWidgetsTest::limitsPushEachOther()
-{
-    type("Max", QStringLiteral("48"));
-    QCOMPARE(toldRanges(), QStringLiteral("0-48, 0-48"));
-    field("Max")->setCursorPosition(1);
-    QTest::keyClicks(field("Max"), QStringLiteral("17")); // each digit is applied and written back
-    QCOMPARE(toldRanges(), QStringLiteral("0-4178, 0-4178"));
-    controls().setMaxTime(48);
-    type("Min", QStringLiteral("60"));
-    QCOMPARE(toldRanges(), QStringLiteral("60-60, 60-60"));
-    controls().setMaxTime(-5);
-    QCOMPARE(toldRanges(), QStringLiteral("-5--5, -5--5"));
-    controls().setMaxTime(20);
-    type("Min", QStringLiteral("007"));
-    QCOMPARE(toldRanges(), QStringLiteral("7-20, 7-20"));
-    type("Min", QStringLiteral("-12"));
-    QCOMPARE(toldRanges(), QStringLiteral("-12-20, -12-20"));
-}
-
-void TimeWidgetsTest::playButtonTellsWhetherItPlays()
-{
-    auto *play = controls().findChild<QPushButton *>();
-    const QPoint inside = play->rect().center();
-    const QPoint beside(inside.x(), -20);
-    for (const bool playing : { true, false }) {
-        Driver::drag(play, inside, beside, 1);
-        QCOMPARE(ruler().playing(), playing);
-        QCOMPARE(play->isChecked(), playing);
-    }
 }
 
 void TimeWidgetsTest::sliderEnds()
@@ -459,21 +400,6 @@ void TimeWidgetsTest::sliderDoubleClick()
     QCOMPARE(bar().geometry(), slider().rect());
     Driver::mouse(QTest::MouseMove, &slider(), body + QPoint(90, 0), Qt::NoButton);
     QCOMPARE(toldRanges(), QStringLiteral("10-100, 10-100"));
-}
-
-void TimeWidgetsTest::sliderFollowsTheWindow()
-{
-    controls().setMaxTime(1000);
-    const int before = slider().width();
-    const int y = slider().height() / 2;
-    Driver::drag(&slider(), { 15, y }, { 15 + before / 4, y }, 3);
-    const int margin = bar().x();
-    Global::mainWindow()->resize(1400, 800);
-    QTRY_VERIFY(slider().width() > before + 100);
-    QTRY_COMPARE(bar().x(), margin * slider().width() / before);
-    QCOMPARE(ruler().rangeStart(), bar().x() * 1000 / slider().width());
-    Global::mainWindow()->resize(1000, 800);
-    QTRY_COMPARE(slider().width(), before);
 }
 
 void TimeWidgetsTest::shownRangePastItsEnd()
