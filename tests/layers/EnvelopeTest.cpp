@@ -14,8 +14,6 @@ private slots:
     void framesOfTimes();
     void weights_data();
     void weights();
-    void interpolatesInSinglePrecision();
-    void sortIsStable();
     void damagedKeys();
 };
 
@@ -73,25 +71,6 @@ void EnvelopeTest::weights()
     QFETCH(std::vector<LayerKey>, keys);
     QFETCH(int, frame);
     QTEST(layerWeight(keys, frame, 24.0), "weight");
-}
-
-void EnvelopeTest::interpolatesInSinglePrecision()
-{
-    std::vector<LayerKey> keys { { 0.0, 0.1f, true }, { 3.0, 0.9f, true } };
-    const float weight = layerWeight(keys, 1, 1.0);
-    QVERIFY(weight == 0.1f + 1.0f / 3.0f * (0.9f - 0.1f));
-}
-
-void EnvelopeTest::sortIsStable()
-{
-    std::vector<LayerKey> keys;
-    for (int i = 0; i < 100; ++i)
-        keys.push_back({ i % 2 ? 1.0 : 2.0, float(i), true });
-    sortKeys(keys);
-    for (size_t i = 1; i < keys.size(); ++i) {
-        QVERIFY(keys[i - 1].time <= keys[i].time);
-        QVERIFY(keys[i - 1].time < keys[i].time || keys[i - 1].value < keys[i].value);
-    }
 }
 
 void EnvelopeTest::damagedKeys()

@@ -88,7 +88,6 @@ private slots:
     void oddNumbers();
     void randomNumbers();
     void corners();
-    void integersOutOfRange();
     void germanLocale();
 };
 
@@ -124,22 +123,6 @@ void LineScanTest::corners()
     for (int i = 0; i < 200000; ++i) {
         const std::string line = randomText(random, "0123456789//////-+\r\va").substr(0, 9);
         QVERIFY2(same(cornerOf(line), libraryCornerOf(line)), line.c_str());
-    }
-}
-
-void LineScanTest::integersOutOfRange()
-{
-    for (const auto &[text, expected] : std::initializer_list<std::pair<const char *, int>> {
-             { "2147483647", INT_MAX },
-             { "2147483648", INT_MAX },
-             { "-2147483648", INT_MIN },
-             { "-2147483649", INT_MIN },
-             { "4294967297", INT_MAX },
-             { "99999999999999999999999999999999", INT_MAX },
-             { "-99999999999999999999999999999999", INT_MIN } }) {
-        int value = 0;
-        QVERIFY(LineScan(text).integer(value));
-        QCOMPARE(value, expected);
     }
 }
 

@@ -2,7 +2,7 @@
 
 #include "shapes/PlainObj.h"
 
-#include <QDirIterator>
+#include <QDir>
 #include <QTemporaryDir>
 #include <QtTest>
 
@@ -59,12 +59,6 @@ bool agrees(const std::string &text)
         std::equal(points.begin(), points.end(), plain.begin(), plain.end(), sameBits);
 }
 
-QByteArray contents(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
 void save(const QString &path, const QByteArray &text)
 {
     QFile file(path);
@@ -86,11 +80,9 @@ private slots:
     void longLines();
     void cornersAreSharedWhereTheyAgree();
     void normalsAreCompleted();
-    void materialsFollowTheirUse();
     void materialLibraries();
     void filesThatCannotBeRead();
     void randomText();
-    void corpus();
 };
 
 void ObjReaderTest::positionLines_data()
@@ -194,18 +186,6 @@ void ObjReaderTest::normalsAreCompleted()
     QCOMPARE(content.corners[2].normal, int(ObjCorner::kMissing));
 }
 
-void ObjReaderTest::materialsFollowTheirUse()
-{
-    const ObjContent content = parseObj(kSquare +
-                                        "f 1 2 3\nusemtl red one\nf 1 2 3\nf 2 3 4\nusemtl\n"
-                                        "usemtl blue\r\nusemtl green\nf 1 2 3\nmtllib a.mtl b.mtl\n"
-                                        "mtllib\nmtllib b.mtl\nmtllib a.mtl\n");
-    const std::vector<std::string> expected { "", "red", "red", "green" };
-    for (size_t face = 0; face < expected.size(); ++face)
-        QCOMPARE(std::string(content.materialOf(face)), expected[face]);
-    QCOMPARE(content.libraries, (std::vector<std::string> { "a.mtl", "b.mtl" }));
-}
-
 void ObjReaderTest::materialLibraries()
 {
     QTemporaryDir folder;
@@ -279,24 +259,6 @@ void ObjReaderTest::randomText()
         QVERIFY(sound(buildShape(parseObj(text + bytes + text))));
         parseMtl(text + bytes);
     }
-}
-
-// Over OBJ files of other people, however deep in the folder that the environment names.
-void ObjReaderTest::corpus()
-{
-    const QString folder = qEnvironmentVariable("PLEXMOLD_OBJ_CORPUS");
-    if (folder.isEmpty())
-        QSKIP("PLEXMOLD_OBJ_CORPUS names no folder");
-    int files = 0;
-    QDirIterator found(folder, { QStringLiteral("*.obj") }, QDir::Files,
-                       QDirIterator::Subdirectories);
-    while (found.hasNext()) {
-        const QString path = found.next();
-        QVERIFY2(agrees(contents(path).toStdString()), qPrintable(path));
-        QVERIFY2(sound(buildShape(readObj(path))), qPrintable(path));
-        ++files;
-    }
-    QVERIFY(files > 0);
 }
 
 QTEST_APPLESS_MAIN(ObjReaderTest)

@@ -4,7 +4,6 @@
 #include "support/Driver.h"
 
 #include <QDir>
-#include <QHBoxLayout>
 #include <QSurfaceFormat>
 #include <QTreeWidget>
 #include <QtTest>
@@ -12,7 +11,6 @@
 namespace {
 
 const QByteArray kTriangle = "v 0 0 3\nv 3 0 0\nv 0 4 0\nf 1 2 3\n";
-const QByteArray kTurnedAway = "v 0 0 3\nv 3 0 0\nv 0 4 0\nf 1 3 2\n";
 
 QDir shapesFolder()
 {
@@ -83,9 +81,7 @@ private slots:
     void init();
     void readsTheFolderAtEveryShowing();
     void everyShippedShapeIsSeen();
-    void onlyFrontFacesAreSeen();
     void keyFFramesFromListAndPreview();
-    void buttonsMoveTheCamera();
 
 private:
     bool m_hasGL = false;
@@ -162,22 +158,6 @@ void ShapeBrowserTest::everyShippedShapeIsSeen()
     }
 }
 
-void ShapeBrowserTest::onlyFrontFacesAreSeen()
-{
-    if (!m_hasGL)
-        QSKIP("no OpenGL 4.3 context");
-    QVERIFY(QDir().mkpath(shapesFolder().path()));
-    save(QStringLiteral("front.obj"), kTriangle);
-    save(QStringLiteral("back.obj"), kTurnedAway);
-    ShapeBrowser browser;
-    showWindow(browser);
-    const QImage background = browser.preview()->grabFramebuffer();
-    select(browser, QStringLiteral("front.obj"));
-    QVERIFY(differingPixels(browser.preview()->grabFramebuffer(), background) > 500);
-    select(browser, QStringLiteral("back.obj"));
-    QCOMPARE(differingPixels(browser.preview()->grabFramebuffer(), background), 0);
-}
-
 void ShapeBrowserTest::keyFFramesFromListAndPreview()
 {
     QVERIFY(QDir().mkpath(shapesFolder().path()));
@@ -198,26 +178,6 @@ void ShapeBrowserTest::keyFFramesFromListAndPreview()
     QVERIFY(browser.preview()->hasFocus()); // the press has given it the keyboard
     Driver::key(browser.preview(), Qt::Key_F);
     QCOMPARE(pan(), framed);
-}
-
-void ShapeBrowserTest::buttonsMoveTheCamera()
-{
-    ShapeBrowser browser;
-    showWindow(browser);
-    ShapeViewPort &preview = *browser.preview();
-    const std::pair<Qt::MouseButton, DragKind> rows[] = { { Qt::LeftButton, DragKind::Tumble },
-                                                          { Qt::MiddleButton, DragKind::Pan },
-                                                          { Qt::RightButton, DragKind::Dolly } };
-    for (const auto &[button, kind] : rows) {
-        OrbitCamera expected = preview.camera();
-        Driver::drag(&preview, { 60, 50 }, { 90, 110 }, 1, button);
-        expected.beginDrag(60, preview.height() - 50);
-        expected.orbitDrag(90, preview.height() - 110, kind);
-        QVERIFY(qFuzzyCompare(preview.camera().view(), expected.view()));
-        const QMatrix4x4 after = preview.camera().view();
-        Driver::mouse(QTest::MouseMove, &preview, { 20, 20 }, Qt::NoButton);
-        QCOMPARE(preview.camera().view(), after); // the drag has ended
-    }
 }
 
 int main(int argc, char *argv[])

@@ -24,25 +24,8 @@ class ShapeFolderTest : public QObject {
     Q_OBJECT
 
 private slots:
-    void listsObjFilesOnly();
     void cacheGoesBeforeTheShape();
 };
-
-void ShapeFolderTest::listsObjFilesOnly()
-{
-    QTemporaryDir folder;
-    QVERIFY(shapeFiles(folder.filePath(QStringLiteral("missing"))).isEmpty());
-    QVERIFY(shapeFiles(folder.path()).isEmpty());
-    for (const char *name : { "a.obj", "a.obj_cache", "b.obj", "c.mtl", "obj" })
-        save(folder.filePath(QLatin1String(name)), kTriangle);
-    QVERIFY(QDir(folder.path()).mkpath(QStringLiteral("d.obj")));
-    save(folder.filePath(QStringLiteral("d.obj/e.obj")), kTriangle);
-    QStringList paths = shapeFiles(folder.path());
-    paths.sort();
-    QCOMPARE(paths,
-             QStringList({ folder.filePath(QStringLiteral("a.obj")),
-                           folder.filePath(QStringLiteral("b.obj")) }));
-}
 
 void ShapeFolderTest::cacheGoesBeforeTheShape()
 {

@@ -23,8 +23,6 @@ private slots:
     void framesAndMarkersAgree();
     void degenerateRulers();
     void steppingStopsAndWraps();
-    void keyPoints();
-    void keysAreFoundByFrame();
     void everyFrameHoldsOneKey();
     void draggedKeySurvivesSorting();
 };
@@ -83,34 +81,6 @@ void RulerMathTest::steppingStopsAndWraps()
         QCOMPARE(nextFrame(row.current, { 10, 20 }), row.after);
     }
     QCOMPARE(nextFrame(50, { 50, 40 }), 50); // a reversed range loops over its one frame
-}
-
-void RulerMathTest::keyPoints()
-{
-    // 20 pixels per frame: the marker is 20 wide and keys stand in its middle.
-    const QSize widget(500, 140);
-    QCOMPARE(keyPoint(keyAt(1003, 1.0f), kFps, widget, { 1001, 1025 }), QPointF(50, 0));
-    QCOMPARE(keyPoint(keyAt(-7, 0.0f), kFps, widget, { -2, 22 }), QPointF(-90, 140));
-    QCOMPARE(keyPoint(keyAt(0, 0.335f), kFps, widget, { 0, 24 }).y(), 140.0 - 46); // 46.9, cut
-    QCOMPARE(keyPoint(keyAt(0), kFps, { 375, 140 }, { 0, 24 }).x(), 7.0); // 15 ÷ 2, cut
-
-    const float infinity = std::numeric_limits<float>::infinity();
-    for (const float value : { infinity, -infinity, std::numeric_limits<float>::quiet_NaN() })
-        QVERIFY(qAbs(keyPoint(keyAt(0, value), kFps, widget, {}).y()) < 20000);
-}
-
-void RulerMathTest::keysAreFoundByFrame()
-{
-    std::vector<LayerKey> keys { keyAt(9), keyAt(4), keyAt(9.2), keyAt(3.5) };
-    QCOMPARE(firstKeyAt(keys, 9, kFps), 0);
-    QCOMPARE(lastKeyAt(keys, 9, kFps), 2);
-    QCOMPARE(firstKeyAt(keys, 4, kFps), 1); // 3.5 rounds up to 4, and comes later
-    QCOMPARE(lastKeyAt(keys, 4, kFps), 3);
-    QVERIFY(!removeKey(keys, 3, kFps));
-    QVERIFY(removeKey(keys, 9, kFps));
-    QCOMPARE(keys, (std::vector<LayerKey> { keyAt(9), keyAt(4), keyAt(3.5) }));
-    QVERIFY(addKey(keys, 2, 0.75f, kFps)); // appended, not inserted
-    QCOMPARE(keys.back(), keyAt(2, 0.75f));
 }
 
 void RulerMathTest::everyFrameHoldsOneKey()

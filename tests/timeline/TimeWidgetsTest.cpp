@@ -5,7 +5,6 @@
 #include "support/AppFixture.h"
 #include "support/Driver.h"
 #include "timeline/RangeBar.h"
-#include "timeline/RangeButton.h"
 #include "timeline/RangeSlider.h"
 #include "timeline/RulerMath.h"
 #include "timeline/TimeControls.h"
@@ -92,17 +91,13 @@ private slots:
     void init();
     void pressTable_data();
     void pressTable();
-    void aClickDoesNotMoveTheFrame();
-    void scrubbingStaysInsideTheRange();
     void keyDragsAreClampedAndRelative();
     void keyDragsOfLostKeysDoNothing();
     void rulerPicture();
     void typedFramesAndShownFrames();
     void sliderEnds();
     void sliderBody();
-    void sliderEndsNeverSqueezeTheBar();
     void sliderDoubleClick();
-    void shownRangePastItsEnd();
 
 private:
     Layer *addLayer(std::vector<LayerKey> keys);
@@ -194,34 +189,6 @@ void TimeWidgetsTest::pressTable()
     QTEST(ruler().currentFrame(), "current");
     Driver::mouse(QTest::MouseMove, &ruler(), rulerPixel(20), Qt::NoButton);
     QTEST(ruler().currentFrame(), "current"); // the release has ended the drag
-}
-
-void TimeWidgetsTest::aClickDoesNotMoveTheFrame()
-{
-    const QPoint at = rulerPixel(12);
-    Driver::mouse(QTest::MousePress, &ruler(), at, Qt::LeftButton, Qt::ShiftModifier);
-    QCOMPARE(ruler().currentFrame(), 0);
-    // With no layer selected every press scrubs.
-    Driver::mouse(QTest::MouseMove, &ruler(), at + QPoint(1, 0), Qt::NoButton, Qt::ShiftModifier);
-    Driver::mouse(QTest::MouseRelease, &ruler(), at, Qt::LeftButton, Qt::ShiftModifier);
-    QCOMPARE(ruler().currentFrame(), 12);
-    QCOMPARE(field("Time")->text(), QStringLiteral("12"));
-}
-
-void TimeWidgetsTest::scrubbingStaysInsideTheRange()
-{
-    controls().setMinTime(-30);
-    controls().setMaxTime(-10);
-    const int y = ruler().height() / 2;
-    Driver::mouse(QTest::MousePress, &ruler(), rulerPixel(-20), Qt::LeftButton);
-    Driver::mouse(QTest::MouseMove, &ruler(), rulerPixel(-17), Qt::NoButton);
-    QCOMPARE(ruler().currentFrame(), -17);
-    Driver::mouse(QTest::MouseMove, &ruler(), QPoint(ruler().width() + 500, y), Qt::NoButton);
-    QCOMPARE(ruler().currentFrame(), -10);
-    Driver::mouse(QTest::MouseMove, &ruler(), QPoint(-500, y), Qt::NoButton);
-    QCOMPARE(ruler().currentFrame(), -30);
-    Driver::mouse(QTest::MouseRelease, &ruler(), QPoint(-500, y), Qt::LeftButton);
-    QCOMPARE(field("Time")->text(), QStringLiteral("-30"));
 }
 
 void TimeWidgetsTest::keyDragsAreClampedAndRelative()
@@ -366,25 +333,6 @@ void TimeWidgetsTest::sliderBody()
     QCOMPARE(bar().geometry().right(), width - 1);
 }
 
-void TimeWidgetsTest::sliderEndsNeverSqueezeTheBar()
-{
-    const int width = slider().width();
-    const int y = slider().height() / 2;
-    Driver::mouse(QTest::MousePress, &slider(), { 15, y }, Qt::LeftButton);
-    // Two moves in one round of the event loop, each of them allowed by the width before it.
-    RangeButton *grip = bar().findChildren<RangeButton *>().front();
-    for (const int x : { width - 85, width - 5 }) {
-        QMouseEvent move(QEvent::MouseMove, grip->mapFrom(&slider(), QPoint(x, y)), Qt::NoButton,
-                         Qt::LeftButton, Qt::NoModifier);
-        QApplication::sendEvent(grip, &move);
-    }
-    QCOMPARE(bar().width(), 60);
-    Driver::mouse(QTest::MouseRelease, &slider(), { width - 5, y }, Qt::LeftButton);
-    QCOMPARE(bar().geometry(), QRect(width - 60, 0, 60, slider().height()));
-    Driver::drag(&slider(), { width - 15, y }, { width - 40, y }, 2);
-    QCOMPARE(bar().width(), 60);
-}
-
 void TimeWidgetsTest::sliderDoubleClick()
 {
     controls().setMinTime(10);
@@ -400,21 +348,6 @@ void TimeWidgetsTest::sliderDoubleClick()
     QCOMPARE(bar().geometry(), slider().rect());
     Driver::mouse(QTest::MouseMove, &slider(), body + QPoint(90, 0), Qt::NoButton);
     QCOMPARE(toldRanges(), QStringLiteral("10-100, 10-100"));
-}
-
-void TimeWidgetsTest::shownRangePastItsEnd()
-{
-    controls().setMaxTime(1049);
-    controls().setMinTime(1001);
-    const int y = slider().height() / 2;
-    Driver::drag(&slider(), { 15, y }, { 115, y }, 3); // shifted by a share of the last frame
-    QVERIFY(ruler().rangeStart() > ruler().rangeEnd());
-    ruler().nextFrame(); // neither steps nor presses nor painting mind
-    QCOMPARE(ruler().currentFrame(), 1);
-    Driver::drag(&ruler(), rulerPixel(ruler().rangeStart()), { 3, 3 }, 2);
-    QCOMPARE(ruler().currentFrame(), ruler().rangeStart());
-    ruler().nextFrame();
-    QCOMPARE(ruler().currentFrame(), ruler().rangeStart());
 }
 
 PLEXMOLD_TEST_MAIN(TimeWidgetsTest)

@@ -3,7 +3,6 @@
 #include "widgets/FloatSliderGrp.h"
 #include "widgets/IntFieldGrp.h"
 
-#include <QLabel>
 #include <QLineEdit>
 #include <QLocale>
 #include <QSignalSpy>
@@ -51,19 +50,6 @@ class FieldGroupsTest : public QObject {
 
 private slots:
     void init() { QLocale::setDefault(QLocale::c()); }
-
-    void startsAsItsPartsSay()
-    {
-        Slider slider;
-        QCOMPARE(slider.group->field()->text(), QStringLiteral("1"));
-        QCOMPARE(slider.group->slider()->value(), 100);
-        QCOMPARE(slider.group->field()->maximumWidth(), 30);
-        QTest::ignoreMessage(QtDebugMsg, "QIntValidator BUG negative numbers");
-        Whole whole;
-        QCOMPARE(whole.group->field()->text(), QStringLiteral("0"));
-        whole.group->setLabel(QStringLiteral("Steps:"));
-        QCOMPARE(whole.host.findChild<QLabel *>()->text(), QStringLiteral("Steps:"));
-    }
 
     void typedNumbersMoveTheSlider_data()
     {
