@@ -98,10 +98,13 @@ private slots:
     void init();
     void cleanup();
     void playsEveryFrameOnceInOrder();
+    void loopsOverTheShownRange();
     void slowTicksLeaveRoomForTheWindow();
     void stoppingShowsTheFrame();
     void theMeshFollowsTheKeys_data();
     void theMeshFollowsTheKeys();
+    void importsFarFromZero_data();
+    void importsFarFromZero();
     void closingWhilePlayingEnds();
 
 private:
@@ -164,6 +167,19 @@ void PlaybackGLTest::playsEveryFrameOnceInOrder()
     QVERIFY(watch.painted.size() >= kFrameCount);
     for (size_t i = 1; i < watch.painted.size(); ++i)
         QCOMPARE(watch.painted[i], (watch.painted[i - 1] + 1) % kFrameCount);
+}
+
+void PlaybackGLTest::loopsOverTheShownRange()
+{
+    ruler().setRangeStart(10);
+    ruler().setRangeEnd(13);
+    ruler().setCurrentFrame(12);
+    PlayWatch watch(&ruler());
+    Driver::click(&playButton());
+    QTRY_VERIFY(watch.ticks.size() >= 6);
+    const std::vector<int> expected { 13, 10, 11, 12, 13, 10 };
+    for (size_t i = 0; i < expected.size(); ++i)
+        QCOMPARE(watch.ticks[i].frame, expected[i]);
 }
 
 void PlaybackGLTest::slowTicksLeaveRoomForTheWindow()
@@ -233,6 +249,45 @@ void PlaybackGLTest::theMeshFollowsTheKeys()
     Driver::mouse(QTest::MousePress, &ruler(), at, Qt::LeftButton, Qt::ControlModifier);
     QCOMPARE(firstPoint().x(), rest);
     Driver::mouse(QTest::MouseRelease, &ruler(), at, Qt::LeftButton, Qt::ControlModifier);
+}
+
+void PlaybackGLTest::importsFarFromZero_data()
+{
+    QTest::addColumn<int>("first");
+    QTest::newRow("film") << 1001;
+    QTest::newRow("from below zero") << -20;
+    QTest::newRow("below zero") << -500;
+}
+
+void PlaybackGLTest::importsFarFromZero()
+{
+    QFETCH(int, first);
+    import(first);
+    const int last = first + kFrameCount - 1;
+    const auto fields = Global::timeControls()->findChildren<QLineEdit *>();
+    QCOMPARE(ruler().rangeStart(), first);
+    QCOMPARE(fields[0]->text(), QString::number(first));
+    QCOMPARE(ruler().rangeEnd(), last);
+    QCOMPARE(fields[1]->text(), QString::number(last));
+    if (first > 0 || last < 0) { // frame 0 has left the range
+        QCOMPARE(ruler().currentFrame(), first);
+        QCOMPARE(fields[2]->text(), QString::number(first));
+    }
+    QCOMPARE(firstPoint().y(), float(ruler().currentFrame() - first));
+
+    Driver::drag(&ruler(), rulerPixel(first + 3), rulerPixel(first + 17), 2);
+    QCOMPARE(fields[2]->text(), QString::number(first + 17));
+    QCOMPARE(firstPoint().y(), 17.0f);
+    const QPoint marked = rulerPixel(first + 17);
+    QCOMPARE(ruler().grab().toImage().pixel(marked.x(), marked.y()), qRgb(210, 210, 210));
+
+    PlayWatch watch(&ruler());
+    Driver::click(&playButton());
+    QTRY_VERIFY(watch.ticks.size() >= 5);
+    for (int i = 0; i < 5; ++i) {
+        QCOMPARE(watch.ticks[size_t(i)].frame, first + 18 + i);
+        QCOMPARE(watch.ticks[size_t(i)].height, float(18 + i));
+    }
 }
 
 // The last one: the program is gone afterwards.
