@@ -6,9 +6,7 @@
 #include "app/SceneStream.h"
 #include "gpu/CameraWindow.h"
 #include "gpu/GPUMesh.h"
-#include "gpu/GpuCounters.h"
 #include "gpu/ImagePlane.h"
-#include "gpu/LayerPasses.h"
 #include "layers/CommandStack.h"
 #include "layers/Envelope.h"
 #include "layers/Layer.h"
@@ -62,35 +60,7 @@ void appendLayer(Layer *layer)
     Global::layerManager()->layerListLayout()->addWidget(layer);
 }
 
-void evaluateStack()
-{
-    GPUMesh &mesh = *Global::mesh();
-    const Timeline &timeline = *Global::timeline();
-    const int frame = timeline.currentFrame();
-    const double framesPerSecond = timeline.framesPerSecond();
-    const PlayState play { timeline.playing(), frame == timeline.minFrame() };
-
-    ++gpuCounters().evaluations;
-    mesh.loadFrame(frame, framesPerSecond, *Global::alembic());
-    for (Layer *layer : Global::layers()) {
-        LayerData &data = *layer->data();
-        const float weight = layerWeight(data.keys(), frame, framesPerSecond) * data.intensity() *
-            Global::globalEnvelope();
-        applyLayer(mesh, data, weight, play);
-    }
-    mesh.updateNormals();
-    const Layer *selected = Global::currentLayer();
-    showMask(mesh, selected ? selected->data() : nullptr);
-}
-
 } // namespace
-
-Layer *Global::currentLayer()
-{
-    const auto selected = std::find_if(s_layers.begin(), s_layers.end(),
-                                       [](Layer *layer) { return layer->data()->selected(); });
-    return selected == s_layers.end() ? nullptr : *selected;
-}
 
 void Global::createCore()
 {
@@ -140,30 +110,6 @@ void Global::destroyAll()
     delete std::exchange(s_timeControls, nullptr);
     delete std::exchange(s_rangeSlider, nullptr);
     delete std::exchange(s_shapeBrowser, nullptr);
-}
-
-void Global::endInteractions()
-{
-    for (Viewport *view : { s_viewport, s_auxViewport })
-        if (view)
-            view->endInteraction();
-}
-
-void Global::evaluateLayers(bool full)
-{
-    if (full) {
-        if (!s_alembic || !s_alembic->isValid())
-            return;
-        endInteractions();
-    }
-    if (full && s_mesh->vertexCount() > 0) {
-        const MeshScope scope;
-        if (scope)
-            evaluateStack();
-    }
-    for (Viewport *view : { s_viewport, s_auxViewport })
-        if (view)
-            view->update();
 }
 
 bool Global::openArchive(const QString &path)
@@ -219,25 +165,8 @@ void Global::addLayer(int type)
     endInteractions();
     auto *layer = new Layer(LayerKind(type));
     seedPoints(*layer->data());
-    const double seconds = double(s_timeline->currentFrame()) / s_timeline->framesPerSecond();
-    layer->data()->keys().push_back({ seconds, 1.0f, true });
+    layer->data()->keys().push_back({ s_timeline->currentSeconds(), 1.0f, true });
     appendLayer(layer);
-    s_timeline->update();
-}
-
-void Global::deleteLayer(Layer *layer)
-{
-    const auto found = std::find(s_layers.begin(), s_layers.end(), layer);
-    if (found == s_layers.end())
-        return;
-    endInteractions(); // a stroke on this layer becomes a command, which goes with it
-    s_layers.erase(found);
-    s_commands->dropCommandsOn(layer);
-    layer->hide();
-    layer->deleteLater(); // the layer's own key handler may be what asks
-    if (!s_layers.empty())
-        s_layers.back()->select();
-    evaluateLayers(true);
     s_timeline->update();
 }
 

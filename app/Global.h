@@ -28,8 +28,9 @@ class QDataStream;
 ///
 /// All state is class-wide; the single instance only receives the four slots. This header knows no
 /// other project header, so that any source above the logic floor may include it; no header does.
-/// GlobalState.cpp defines the members and plain accessors (they need only this header);
-/// Global.cpp, on the top floor, creates, connects, evaluates and destroys.
+/// GlobalState.cpp defines the members and plain accessors (they need only this header),
+/// GlobalStack.cpp what the panels call; Global.cpp, on the top floor, creates, connects and
+/// destroys.
 /// Every accessor returns null before createCore()/createWindows() and never fails.
 /// GUI thread only.
 class Global : public QObject {

@@ -42,14 +42,6 @@ public:
 
 } // namespace
 
-bool MainWindow::s_bySurface = false;
-bool MainWindow::s_symmetry = false;
-bool MainWindow::s_cotangent = false;
-
-bool MainWindow::bySurface() { return s_bySurface; }
-bool MainWindow::symmetry() { return s_symmetry; }
-bool MainWindow::cotangent() { return s_cotangent; }
-
 MainWindow::MainWindow()
 {
     auto *shelf = new BrushShelf;
@@ -220,12 +212,6 @@ void MainWindow::importAlembic()
 }
 
 void MainWindow::exportAlembic() { }
-
-void MainWindow::toggleBySurface() { s_bySurface = !s_bySurface; }
-
-void MainWindow::toggleSymmetry() { s_symmetry = !s_symmetry; }
-
-void MainWindow::setCotangent() { s_cotangent = !s_cotangent; }
 
 void MainWindow::saveMorphTarget()
 {

@@ -199,8 +199,7 @@ void CameraWindow::updateImageSequence()
 // The view then shows what the camera's lens shows, until the artist changes the field.
 void CameraWindow::matchLens(const QString &cameraName)
 {
-    const Timeline *timeline = Global::timeline();
-    const double seconds = double(timeline->currentFrame()) / timeline->framesPerSecond();
+    const double seconds = Global::timeline()->currentSeconds();
     CameraRecord camera;
     if (Global::auxViewport()->camera().isFree() || !Global::alembic()->isValid() ||
         !Global::alembic()->readCamera(camera, seconds, cameraName))

@@ -96,6 +96,9 @@ public:
     /// it is read again only after another frame.
     void loadFrame(int frame, double framesPerSecond, const AlembicFile &alembic);
 
+    /// The imported points that loadFrame() put into "position" last; zeros before the first.
+    const PointArray &framePoints() const { return m_lastGoodPoints; }
+
     // One dab (GPUMeshSculpt.cpp).
     /// `nearPoint`, `farPoint`: the mouse ray's ends. Reads the brush record back only when asked.
     void closestIntersection(const QVector3D &nearPoint, const QVector3D &farPoint,

@@ -51,23 +51,28 @@ void applySculpt(GPUMesh &mesh, const LayerData &layer, float weight)
     mesh.addDeltas(layer.tangent(), weight, layer.cloneIterations(), std::max(weight, 0.0f));
 }
 
-void restartJiggle(GPUMesh &mesh, LayerData &layer)
+/// The state that the step of this frame begins from: the last frame's, or the same as before where
+/// the frame is evaluated again.
+JiggleStep &beginJiggleStep(GPUMesh &mesh, LayerData &layer, const PlayState &play)
 {
-    PointArray start = mesh.readBack<QVector4D>(Semantic::kPosition);
-    mesh.copyBuffer(Semantic::kPosition, Semantic::kBasePoints);
-    mesh.copyBuffer(Semantic::kPosition, Semantic::kDeltas);
-    layer.setBasePoints(start);
-    layer.setOffsetPoints(std::move(start));
+    JiggleStep &step = layer.jiggleStep();
+    const auto count = size_t(mesh.vertexCount());
+    if (step.frameSerial != play.frameSerial) {
+        step.previousPoints = std::move(layer.basePoints());
+        step.currentPoints = std::move(layer.offsetPoints());
+        step.frameSerial = play.frameSerial;
+    }
+    const bool fits = step.previousPoints.size() == count && step.currentPoints.size() == count;
+    if (play.atStartFrame || !fits)
+        step.previousPoints = step.currentPoints = mesh.readBack<QVector4D>(Semantic::kPosition);
+    return step;
 }
 
 void applyJiggle(GPUMesh &mesh, LayerData &layer, float weight, const PlayState &play)
 {
-    if (play.atStartFrame || !hasPointsFor(layer, mesh)) {
-        restartJiggle(mesh, layer);
-    } else {
-        mesh.upload(Semantic::kBasePoints, layer.basePoints());
-        mesh.upload(Semantic::kDeltas, layer.offsetPoints());
-    }
+    const JiggleStep &step = beginJiggleStep(mesh, layer, play);
+    mesh.upload(Semantic::kBasePoints, step.previousPoints);
+    mesh.upload(Semantic::kDeltas, step.currentPoints);
     if (layer.asMuscle() > 0.0f)
         mesh.updateNormals();
     // The shape whose integrity is kept is the one that comes in; without this the clone would take

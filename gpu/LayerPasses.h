@@ -1,5 +1,7 @@
 #pragma once
 
+#include <QtGlobal>
+
 class GPUMesh;
 class LayerData;
 
@@ -7,6 +9,9 @@ class LayerData;
 struct PlayState {
     bool playing = false;
     bool atStartFrame = false; ///< the current frame is the timeline's minimum
+    /// Another number for each frame shown: a simulation steps once a frame, however often that
+    /// frame is evaluated.
+    quint64 frameSerial = 0;
 };
 
 /// Runs one layer's GPU pass on "position" with the mesh bound; the weight is key envelope ×

@@ -3,6 +3,7 @@
 #include <QString>
 #include <QVector4D>
 
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -23,6 +24,14 @@ struct LayerKey {
 };
 
 bool operator==(const LayerKey &a, const LayerKey &b);
+
+/// What a Jiggle layer's latest step began from: further evaluations of its frame repeat the step
+/// from there. Lives while playing; scenes do not store it.
+struct JiggleStep {
+    std::optional<quint64> frameSerial; ///< PlayState's; none before the first step
+    PointArray previousPoints;
+    PointArray currentPoints;
+};
 
 /// Everything that the scene file stores of one layer. Owned by exactly one Layer. A plain record:
 /// it checks nothing, and any array may have any length (see gpu/LayerPasses.h for what then runs).
@@ -73,6 +82,7 @@ public:
     void setStiffness(float stiffness) { m_stiffness = stiffness; }
     float asMuscle() const { return m_asMuscle; }
     void setAsMuscle(float amount) { m_asMuscle = amount; }
+    JiggleStep &jiggleStep() { return m_jiggleStep; }
 
 private:
     PointArray m_basePoints;
@@ -90,4 +100,5 @@ private:
     float m_damping = 0.3f;
     float m_stiffness = 0.3f;
     float m_asMuscle = 0.0f;
+    JiggleStep m_jiggleStep;
 };

@@ -46,12 +46,13 @@ bool mayInclude(Floor from, Floor to)
     return from == Widgets ? to == Core || to == Widgets : to <= from;
 }
 
-/// The option flags are the main window's, and the two sources of a stroke read them there, as they
-/// read Global.
+/// The option flags are the main window's; their source and the two of a stroke, which read them as
+/// they read Global, lie below it.
 bool readsOptionFlags(const QString &file, const QString &header)
 {
     return header == QLatin1String("app/MainWindow") &&
-        (file == QLatin1String("layers/Sculpt.cpp") ||
+        (file == QLatin1String("app/MainWindowOptions.cpp") ||
+         file == QLatin1String("layers/Sculpt.cpp") ||
          file == QLatin1String("viewport/ViewportStroke.cpp"));
 }
 

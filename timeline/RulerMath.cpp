@@ -187,4 +187,4 @@ int nextFrame(int current, const FrameRange &range)
     return current >= lastFrame(range) ? range.start : current + 1;
 }
 
-int playInterval(int framesPerSecond) { return 1000 / std::max(framesPerSecond, 1); }
+int playInterval(double framesPerSecond) { return int(1000.0 / std::max(framesPerSecond, 1.0)); }

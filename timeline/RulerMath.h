@@ -69,4 +69,4 @@ float draggedValue(float value, float change); ///< the sum, held inside 0 to 1
 /// Stepping back stops at the range's start, stepping forward wraps to it: a deliberate asymmetry.
 int previousFrame(int current, const FrameRange &range);
 int nextFrame(int current, const FrameRange &range);
-int playInterval(int framesPerSecond); ///< milliseconds per frame, rounded down
+int playInterval(double framesPerSecond); ///< milliseconds per frame, rounded down

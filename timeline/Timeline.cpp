@@ -60,18 +60,24 @@ void Timeline::setRangeEnd(int frame)
     update();
 }
 
-void Timeline::setCurrentFrame(int frame) { goTo(frame); }
+void Timeline::setFramesPerSecond(double framesPerSecond)
+{
+    m_framesPerSecond = framesPerSecond;
+    m_playTimer->setInterval(playInterval(framesPerSecond));
+    update(); // keys stay in seconds, so their frames change
+}
 
-void Timeline::goTo(int frame)
+void Timeline::setCurrentFrame(int frame)
 {
     m_currentFrame = frame;
+    ++m_frameSerial;
     update();
     Global::evaluateLayers(true);
 }
 
-void Timeline::previousFrame() { goTo(::previousFrame(m_currentFrame, m_range)); }
+void Timeline::previousFrame() { setCurrentFrame(::previousFrame(m_currentFrame, m_range)); }
 
-void Timeline::nextFrame() { goTo(::nextFrame(m_currentFrame, m_range)); }
+void Timeline::nextFrame() { setCurrentFrame(::nextFrame(m_currentFrame, m_range)); }
 
 void Timeline::timeFoward() { nextFrame(); }
 
@@ -144,9 +150,8 @@ void Timeline::mouseMoveEvent(QMouseEvent *event)
     const float change = position.value - m_lastPosition.value;
     m_lastPosition = position;
     if (m_dragMode == DragMode::Scrub && frame != m_currentFrame) {
-        m_currentFrame = frame;
+        setCurrentFrame(frame);
         showFrame();
-        Global::evaluateLayers(true);
     } else if (m_dragMode == DragMode::DragKey) {
         dragKey(change);
     }

@@ -21,7 +21,12 @@ public:
     explicit Timeline(TimeControls *owner = nullptr);
 
     int currentFrame() const { return m_currentFrame; }
-    int framesPerSecond() const { return m_framesPerSecond; }
+    double framesPerSecond() const { return m_framesPerSecond; }
+    /// Any rate above 0, such as 23.976; a running play timer goes on at the new one.
+    void setFramesPerSecond(double framesPerSecond);
+    double currentSeconds() const { return double(m_currentFrame) / m_framesPerSecond; }
+    /// Another number each time a frame is gone to, also to the current one.
+    quint64 frameSerial() const { return m_frameSerial; }
     int minFrame() const { return m_minFrame; }
     int maxFrame() const { return m_maxFrame; }
     int rangeStart() const { return m_range.start; }
@@ -54,7 +59,6 @@ private:
     enum class DragMode { None = 0, Scrub = 1, AddKey = 2, RemoveKey = 3, DragKey = 4 };
 
     void showFrame() const;
-    void goTo(int frame);
     DragMode pressMode(const QMouseEvent &event);
     void editKeys();
     void dragKey(float change);
@@ -66,10 +70,11 @@ private:
 
     TimeControls *m_owner;
     QTimer *m_playTimer;
-    int m_framesPerSecond = 24;
+    double m_framesPerSecond = 24.0;
     int m_minFrame = 0;
     int m_maxFrame = 24;
     int m_currentFrame = 0;
+    quint64 m_frameSerial = 0;
     int m_pressedFrame = 0;
     bool m_playing = false;
     DragMode m_dragMode = DragMode::None;

@@ -38,12 +38,6 @@ QMatrix4x4 mirrorTransform()
     return mirror;
 }
 
-double currentSeconds()
-{
-    const Timeline *timeline = Global::timeline();
-    return timeline ? double(timeline->currentFrame()) / timeline->framesPerSecond() : 0.0;
-}
-
 }
 
 Viewport::Viewport(QWidget *parent, ViewKind kind)
@@ -88,7 +82,7 @@ std::optional<CameraRecord> Viewport::sceneCamera() const
     const AlembicFile *archive = Global::alembic();
     CameraRecord camera;
     if (m_camera.isFree() || !archive || !archive->isValid() ||
-        !archive->readCamera(camera, currentSeconds(), m_camera.name()))
+        !archive->readCamera(camera, Global::timeline()->currentSeconds(), m_camera.name()))
         return std::nullopt;
     return camera;
 }

@@ -175,8 +175,10 @@ void Viewport::aimLight(const QPoint &position, const CameraMatrices &matrices)
 void Viewport::finishDrag()
 {
     const bool pressedHere = m_dragButton != Qt::NoButton;
+    // Only a stroke leaves a layer, or buffers that an evaluation fills, changed.
+    const bool full = m_mode == InteractionMode::Stroke;
     endMode();
-    Global::evaluateLayers(true);
+    Global::evaluateLayers(full);
     Global::setTabletPressure(1.0f);
     if (pressedHere)
         restoreBrushAndSplit();

@@ -1,6 +1,5 @@
 #include "viewport/Viewport.h"
 
-#include "alembic/AlembicFile.h"
 #include "app/Global.h"
 #include "app/MainWindow.h"
 #include "gpu/GPUMesh.h"
@@ -10,7 +9,6 @@
 #include "layers/PointMath.h"
 #include "layers/SculptCommand.h"
 #include "layers/StrokeBrush.h"
-#include "timeline/Timeline.h"
 #include "viewport/Log.h"
 #include "viewport/MeshScope.h"
 #include "viewport/PixelLine.h"
@@ -33,15 +31,6 @@ std::unique_ptr<Command> strokeCommand(Layer *layer)
             delta = {};
     }
     return std::make_unique<SculptCommand>(layer, std::move(deltas));
-}
-
-PointArray importedPoints()
-{
-    PointArray points;
-    const Timeline *timeline = Global::timeline();
-    const double seconds = double(timeline->currentFrame()) / timeline->framesPerSecond();
-    Global::alembic()->readPoints(points, seconds);
-    return points;
 }
 
 }
@@ -119,14 +108,11 @@ void Viewport::beginCompare(const QPoint &eventPosition)
 void Viewport::keepImportedPose()
 {
     GPUMesh &mesh = *Global::mesh();
-    const PointArray imported = importedPoints();
-    if (int(imported.size()) != mesh.vertexCount())
-        return;
     for (size_t i = 0; i < kWipeBuffers.size(); ++i)
         m_wipeBackup[i] = mesh.readBack<QVector4D>(kWipeBuffers[i]);
     mesh.copyBuffer(Semantic::kPosition, Semantic::kBackupPoints);
     mesh.copyBuffer(Semantic::kNormal, Semantic::kDeltas);
-    mesh.upload(Semantic::kPosition, imported);
+    mesh.upload(Semantic::kPosition, mesh.framePoints());
     mesh.updateNormals();
     mesh.copyBuffer(Semantic::kPosition, Semantic::kBasePoints);
     mesh.copyBuffer(Semantic::kNormal, Semantic::kOffsetPoints);

@@ -212,7 +212,7 @@ void DeformGLTest::passesMatchTheReference()
             m_stage->load(scene);
             LayerData layer = layerOf(row, scene);
             for (int frame = 0; frame < (row.kind == LayerKind::Jiggle ? kFrames : 1); ++frame)
-                applyLayer(mesh(), layer, row.weight, kPlaying);
+                applyLayer(mesh(), layer, row.weight, { true, false, quint64(frame) });
             QVERIFY2(matchesReference(m_stage->points(), scene,
                                       [&](const Scene &s) { return formula(row, s); }),
                      qPrintable(QLatin1String(row.name) + QLatin1String(", ") + on.mesh.name));
@@ -353,10 +353,14 @@ void DeformGLTest::sameFrameSameBits()
         layers[0].setAsMuscle(asMuscle);
         std::vector<PointArray> runs[2];
         for (std::vector<PointArray> &frames : runs) {
-            for (int frame = 0; frame < 10; ++frame)
-                frames.push_back(evaluated(layers,
-                                           bent(scene.position, std::sin(0.7f * float(frame))),
-                                           { true, frame == 0 }));
+            for (int frame = 0; frame < 10; ++frame) {
+                const auto again = [&] {
+                    return evaluated(layers, bent(scene.position, std::sin(0.7f * float(frame))),
+                                     { true, frame == 0, quint64(frame) });
+                };
+                frames.push_back(again());
+                QVERIFY(sameBits(again(), frames.back())); // a frame is one step of a simulation
+            }
             frames.push_back(evaluated(layers, scene.position, kStopped));
             QVERIFY(sameBits(evaluated(layers, scene.position, kStopped), frames.back()));
             QVERIFY(!sameBits(frames.back(), scene.position));
@@ -377,7 +381,7 @@ void DeformGLTest::jiggleStartsAtRest()
         if (!atStart)
             layer.setBasePoints(PointArray(3));
         mesh().upload(Semantic::kPosition, scene.position);
-        applyLayer(mesh(), layer, 1.0f, { true, atStart });
+        applyLayer(mesh(), layer, 1.0f, { true, atStart, quint64(atStart) });
         QVERIFY(sameBits(layer.basePoints(), scene.position));
         QCOMPARE(layer.offsetPoints(), scene.position);
     }

@@ -63,6 +63,7 @@ void RulerMathTest::degenerateRulers()
     QVERIFY(markerRect(kIntMin, { 300, 140 }, { kIntMax - 1, kIntMax }).right() < 0);
     QCOMPARE(playInterval(1001), 0);
     QCOMPARE(playInterval(0), 1000);
+    QCOMPARE(playInterval(23.976), 41);
 }
 
 void RulerMathTest::steppingStopsAndWraps()
