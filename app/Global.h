@@ -82,7 +82,7 @@ public:
     static void setBrushStrength(float strength);
     static float tabletPressure(); ///< 0 to 1; 1 whenever no pen stroke is running
     static void setTabletPressure(float pressure);
-    /// Normalised device x of the before/after wipe; -999 or lower is off, initially -1000.
+    /// Of the before/after wipe, see viewport/CompareSplit.h; off at first.
     static float compareSplit();
     static void setCompareSplit(float ndcX);
     static bool shiftHeld(); ///< as it was at the last press

@@ -3,6 +3,7 @@
 // The members live apart from Global.cpp, and with nothing above the logic floor, so that the
 // graphics and panel floors link them without the windows.
 #include "layers/LayerData.h"
+#include "viewport/CompareSplit.h"
 
 GPUMesh *Global::s_mesh = nullptr;
 Topology *Global::s_topology = nullptr;
@@ -28,7 +29,7 @@ int Global::s_currentBrush = 0;
 int Global::s_brushRadius = 80;
 float Global::s_brushStrength = 1.0f;
 float Global::s_tabletPressure = 1.0f;
-float Global::s_compareSplit = -1000.0f;
+float Global::s_compareSplit = CompareSplit::kOff;
 bool Global::s_shiftHeld = false;
 bool Global::s_controlHeld = false;
 std::vector<float> Global::s_maskClipboard;

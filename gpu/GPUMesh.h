@@ -4,6 +4,7 @@
 #include "gpu/GLBuffer.h"
 #include "gpu/GpuRecords.h"
 #include "layers/LayerData.h"
+#include "viewport/CompareSplit.h"
 
 #include <QMatrix4x4>
 #include <QObject>
@@ -28,7 +29,7 @@ struct MeshDrawOptions {
     QMatrix4x4 projection;
     QMatrix3x3 normalMatrix;
     QVector3D lightDirection; ///< eye space, not normalised
-    float compareSplit = -1000.0f; ///< normalised device x of the wipe; -999 or lower is off
+    float compareSplit = CompareSplit::kOff;
     bool wireframe = false;
 };
 

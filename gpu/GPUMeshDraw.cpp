@@ -4,10 +4,6 @@
 #include "gpu/ProgramScope.h"
 #include "layers/Topology.h"
 
-namespace {
-constexpr float kCompareOff = -999.0f; ///< this and lower
-}
-
 void GPUMesh::draw(const MeshDrawOptions &options)
 {
     if (!m_initialized || !m_topology || m_vertexCount == 0 ||
@@ -16,7 +12,7 @@ void GPUMesh::draw(const MeshDrawOptions &options)
     bind();
     // On every draw: which index buffer is bound belongs to the view's vertex array.
     uploadIndices(m_triangleIndexBuffer, m_topology->triangles());
-    if (options.compareSplit > kCompareOff) {
+    if (CompareSplit::isOn(options.compareSplit)) {
         qCDebug(lcGpu) << options.compareSplit;
         drawTriangles(Program::Compare, options);
         return;

@@ -79,14 +79,19 @@ void Sculpt::applyStroke(const QPoint &pixel, const CameraMatrices &matrices)
     m_touched = true;
 }
 
-bool Sculpt::strokeTouched()
+bool Sculpt::strokeTouched() const { return m_touched && isBrushing(); }
+
+void Sculpt::endStroke()
 {
-    const bool touched = std::exchange(m_touched, false);
-    const Layer *layer = std::exchange(m_layer, nullptr);
-    if (!layer || !m_hit || Global::currentBrush() == int(BrushType::None))
-        return false;
-    Global::mesh()->fillZero(Semantic::kFalloff);
-    return touched;
+    if (isBrushing())
+        Global::mesh()->fillZero(Semantic::kFalloff);
+    m_touched = false;
+    m_layer = nullptr;
+}
+
+bool Sculpt::isBrushing() const
+{
+    return m_layer && m_hit && Global::currentBrush() != int(BrushType::None);
 }
 
 ScreenRay Sculpt::ray(const QPoint &pixel, const CameraMatrices &matrices) const
@@ -195,7 +200,7 @@ QVector3D Sculpt::moveVector(const QPoint &pixel, const CameraMatrices &matrices
     const std::optional<QVector3D> point = planeHit(ray(pixel, matrices), m_hitPosition, facing);
     if (!point)
         return {};
-    const QVector3D way = *point - m_lastMovePoint.value_or(*point);
+    const QVector3D displacement = *point - m_lastMovePoint.value_or(*point);
     m_lastMovePoint = point;
-    return way;
+    return displacement;
 }

@@ -22,9 +22,10 @@ public:
 
     void beginStroke(const QPoint &pixel, const CameraMatrices &matrices);
     void applyStroke(const QPoint &pixel, const CameraMatrices &matrices);
-    /// At the end of a stroke: whether a kernel ran for it. Clears the brush weights and forgets
-    /// stroke and layer.
-    bool strokeTouched();
+    /// Whether a kernel ran for the stroke.
+    bool strokeTouched() const;
+    /// Clears the brush weights and forgets stroke and layer.
+    void endStroke();
 
     Layer *layer() const
     {
@@ -36,6 +37,7 @@ public:
     float radius() const { return m_radius; } ///< world units
 
 private:
+    bool isBrushing() const;
     ScreenRay ray(const QPoint &pixel, const CameraMatrices &matrices) const;
     void castPressRay(const QPoint &pixel, const CameraMatrices &matrices);
     void placeBrushFrame();

@@ -433,9 +433,9 @@ std::vector<float> Topology::surfaceFalloff(int hitVertex, const PointArray &pos
         if (seen[vertex])
             return;
         seen[vertex] = true;
-        const QVector3D way = (positions[vertex] - positions[size_t(hitVertex)]).toVector3D();
-        if (way.lengthSquared() < squaredRadius) { // false for a NaN, too
-            falloff[vertex] = brushFalloff(way.lengthSquared(), squaredRadius);
+        const QVector3D offset = (positions[vertex] - positions[size_t(hitVertex)]).toVector3D();
+        if (offset.lengthSquared() < squaredRadius) { // false for a NaN, too
+            falloff[vertex] = brushFalloff(offset.lengthSquared(), squaredRadius);
             reached.push_back(vertex);
         }
     };

@@ -277,14 +277,6 @@ private:
 
 } // namespace
 
-std::string_view ObjContent::materialOf(std::size_t face) const
-{
-    const auto later = std::upper_bound(
-        materialUses.begin(), materialUses.end(), face,
-        [](std::size_t wanted, const ObjMaterialUse &use) { return wanted < use.firstFace; });
-    return later == materialUses.begin() ? std::string_view() : std::prev(later)->material;
-}
-
 std::array<float, 2> ObjContent::textureOf(const ObjCorner &corner) const
 {
     if (corner.texture < 0 || std::size_t(corner.texture) >= textureCoordinates.size())

@@ -37,8 +37,6 @@ struct ObjContent {
     std::vector<std::string> libraries; ///< each name once, in file order
     std::vector<ObjMaterial> materials; ///< of all libraries that could be read
 
-    /// The name in use for a face, empty for none.
-    std::string_view materialOf(std::size_t face) const;
     /// (0, 0) for a corner without a texture coordinate.
     std::array<float, 2> textureOf(const ObjCorner &corner) const;
 };

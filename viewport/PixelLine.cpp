@@ -36,8 +36,8 @@ std::vector<QPoint> stampsAlong(const std::vector<QPoint> &line, double spacing,
 {
     std::vector<QPoint> stamps;
     for (const QPoint &pixel : line) {
-        const QPoint way = pixel - lastStamp;
-        if (std::sqrt(double(QPoint::dotProduct(way, way))) > spacing) {
+        const QPoint step = pixel - lastStamp;
+        if (std::sqrt(double(QPoint::dotProduct(step, step))) > spacing) {
             stamps.push_back(pixel);
             lastStamp = pixel;
         }

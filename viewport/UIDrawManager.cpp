@@ -10,7 +10,6 @@
 
 namespace {
 
-constexpr int kTrackLength = 300;
 constexpr int kTrackHeight = 16;
 constexpr int kTrackCorner = 10;
 constexpr int kLabelHeight = 23; // baseline over the press point
@@ -33,7 +32,7 @@ void UIDrawManager::setPosition(const QPoint &position)
 {
     // The other view's overlay may have changed the settings since the last drag here.
     m_radius = m_radiusAtPress = Global::brushRadius();
-    m_strengthPosition = qRound(Global::brushStrength() * float(m_strengthLength));
+    m_strengthPosition = qRound(Global::brushStrength() * float(kStrengthLength));
     m_strengthAtPress = m_strengthPosition;
     m_press = m_comparePosition = position;
     m_shown = true;
@@ -49,8 +48,8 @@ void UIDrawManager::drag(const QPoint &position)
         Global::setBrushRadius(m_radius);
         break;
     case OverlayMode::Strength:
-        m_strengthPosition = std::clamp(m_strengthAtPress + distance, 0, m_strengthLength);
-        Global::setBrushStrength(float(m_strengthPosition) / float(m_strengthLength));
+        m_strengthPosition = std::clamp(m_strengthAtPress + distance, 0, kStrengthLength);
+        Global::setBrushStrength(float(m_strengthPosition) / float(kStrengthLength));
         break;
     case OverlayMode::Compare:
         m_comparePosition = position;
@@ -88,7 +87,7 @@ void UIDrawManager::paintRadius(QPainter &painter) const
 void UIDrawManager::paintStrength(QPainter &painter) const
 {
     const QPoint topLeft(m_press.x() - m_strengthAtPress, m_press.y() - kTrackHeight / 2);
-    const QRect track(topLeft, QSize(kTrackLength, kTrackHeight));
+    const QRect track(topLeft, QSize(kStrengthLength, kTrackHeight));
     painter.setBrush(QColor(0, 0, 0, 100));
     painter.drawRoundedRect(track, kTrackCorner, kTrackCorner);
     const float strength = Global::brushStrength();

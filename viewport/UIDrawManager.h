@@ -20,7 +20,7 @@ public:
     void setMode(OverlayMode mode) { m_mode = mode; }
     /// A drag starts here; the sheet shows.
     void setPosition(const QPoint &position);
-    /// Radius and strength follow the horizontal way from the start; the caller repaints.
+    /// Radius and strength follow the horizontal distance from the start; the caller repaints.
     void drag(const QPoint &position);
     /// The drag is over; the caller repaints.
     void conceal() { m_shown = false; }
@@ -35,9 +35,9 @@ private:
     void paintCompareLine(QPainter &painter) const;
 
     OverlayMode m_mode = OverlayMode::Radius;
-    int m_strengthLength = 300; ///< pixels of the whole bar
-    int m_strengthPosition = 300; ///< pixels along the bar
-    int m_strengthAtPress = 300;
+    static constexpr int kStrengthLength = 300; ///< pixels of the whole bar
+    int m_strengthPosition = kStrengthLength; ///< pixels along the bar
+    int m_strengthAtPress = kStrengthLength;
     QPoint m_press;
     bool m_shown = false;
     int m_radius = 80; ///< pixels

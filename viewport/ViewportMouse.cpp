@@ -2,6 +2,7 @@
 
 #include "app/Global.h"
 #include "gpu/GPUMesh.h"
+#include "viewport/CompareSplit.h"
 #include "viewport/MeshScope.h"
 #include "viewport/UIDrawManager.h"
 
@@ -212,7 +213,7 @@ void Viewport::restoreBrushAndSplit()
 {
     const bool changed = Global::currentBrush() != m_savedBrush;
     Global::setCurrentBrush(m_savedBrush);
-    Global::setCompareSplit(-1000.0f);
+    Global::setCompareSplit(CompareSplit::kOff);
     if (changed)
         emit brushChanged(m_savedBrush);
 }

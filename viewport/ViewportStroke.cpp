@@ -78,10 +78,10 @@ void Viewport::finishStroke()
     if (!scope)
         return;
     const Layer *strokeLayer = m_mainTool.layer();
-    // Both are asked: each forgets its stroke by it.
-    const bool mainTouched = m_mainTool.strokeTouched();
-    const bool mirrorTouched = m_mirrorTool.strokeTouched();
-    if (!mainTouched && !mirrorTouched)
+    const bool touched = m_mainTool.strokeTouched() || m_mirrorTool.strokeTouched();
+    m_mainTool.endStroke();
+    m_mirrorTool.endStroke();
+    if (!touched)
         return;
     Layer *layer = Global::currentLayer();
     if (!layer) {
