@@ -3,7 +3,7 @@
 #include "alembic/AlembicFile.h"
 #include "app/Log.h"
 #include "app/MainWindow.h"
-#include "app/SceneStream.h"
+#include "app/SceneFile.h"
 #include "gpu/CameraWindow.h"
 #include "gpu/GPUMesh.h"
 #include "gpu/ImagePlane.h"
@@ -28,6 +28,12 @@
 #include <utility>
 
 namespace {
+
+SceneFile &sceneFile()
+{
+    static SceneFile file;
+    return file;
+}
 
 void seedPoints(LayerData &layer)
 {
@@ -187,6 +193,7 @@ void Global::redo()
 void Global::clearScene()
 {
     endInteractions();
+    sceneFile() = SceneFile();
     s_alembic->close();
     s_alembicPath = QStringLiteral("untitled");
     s_outliner->clear();
@@ -206,31 +213,36 @@ void Global::clearScene()
     evaluateLayers(false);
 }
 
-void Global::saveScene(const QString &path)
+bool Global::saveScene(const QString &path)
 {
     endInteractions(); // what is on screen is what is saved
     std::vector<const LayerData *> records;
     records.reserve(s_layers.size());
     for (const Layer *layer : s_layers)
         records.push_back(layer->data());
-    writeScene(path, s_alembicPath, records);
+    return sceneFile().write(path, s_alembicPath, records);
 }
 
-void Global::loadScene(const QString &path)
+bool Global::loadScene(const QString &path)
 {
-    SceneContent scene = readScene(path);
+    SceneFile file;
+    SceneContent scene = file.read(path);
+    if (scene.read == SceneRead::NotOpened)
+        return false;
+    clearScene();
+    sceneFile() = file;
     s_alembicPath = scene.alembicPath;
     // A new layer selects itself and so deselects those before it: the records, which hold the
     // selection to be restored, go in when all layers stand.
-    const size_t first = s_layers.size();
     for (size_t i = 0; i < scene.layers.size(); ++i)
         appendLayer(new Layer(LayerKind::Sculpt));
     for (size_t i = 0; i < scene.layers.size(); ++i) {
-        Layer &layer = *s_layers[first + i];
+        Layer &layer = *s_layers[i];
         *layer.data() = std::move(*scene.layers[i]);
         layer.refreshWidgets();
     }
     s_timeline->update();
+    return true;
 }
 
 void Global::writeLayerRecord(QDataStream &stream, const LayerData &layer)

@@ -109,8 +109,11 @@ public:
     static void endInteractions();
 
     static void clearScene();
-    static void loadScene(const QString &path);
-    static void saveScene(const QString &path);
+    /// Replaces the scene by the file's, which is read before anything is cleared. False, with
+    /// everything as it was, when it cannot be opened. The caller sets the path and imports.
+    static bool loadScene(const QString &path);
+    /// False, with a debug line and the earlier file whole, when the scene could not be saved.
+    static bool saveScene(const QString &path);
     static void writeLayerRecord(QDataStream &stream, const LayerData &layer);
     static void readLayerRecord(QDataStream &stream, LayerData &layer);
 

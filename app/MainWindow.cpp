@@ -164,9 +164,9 @@ void MainWindow::openScene()
     if (path.isEmpty())
         return;
     const BusyCursor busy;
-    Global::clearScene();
+    if (!Global::loadScene(path))
+        return; // the open work stays
     setScenePath(path);
-    Global::loadScene(path);
     if (Global::alembicPath() == kUntitled)
         return;
     qCDebug(lcApp) << "import alembic for file";
@@ -188,14 +188,14 @@ void MainWindow::saveSceneAs()
                                                       kDialogFolder, kSceneFilter);
     if (path.isEmpty())
         return;
-    setScenePath(path);
     saveTo(path);
 }
 
 void MainWindow::saveTo(const QString &path)
 {
     const BusyCursor busy;
-    Global::saveScene(path);
+    if (Global::saveScene(path))
+        setScenePath(path); // only then: the next save must not go where this one could not
 }
 
 void MainWindow::importAlembic()

@@ -12,6 +12,8 @@
 #include <bit>
 #include <cerrno>
 #include <cstring>
+#include <fcntl.h>
+#include <new>
 #include <unistd.h>
 
 namespace {
@@ -20,6 +22,7 @@ constexpr int kStreamVersion = 16;
 constexpr int kPointBytes = 3 * 8;
 constexpr int kMaskBytes = 8;
 constexpr int kKeyBytes = 8 + 8 + 1;
+constexpr qint32 kMaxLayers = 1000;
 /// Arrays are converted in pieces that stay in the processor's cache and add next to nothing to the
 /// layers' own memory.
 constexpr size_t kPieceItems = 8192;
@@ -161,6 +164,20 @@ bool writeContent(QIODevice &device, const QString &alembicPath,
     return stream.status() == QDataStream::Ok;
 }
 
+void readContent(QIODevice &device, SceneContent &content)
+{
+    QDataStream stream(&device);
+    content.alembicPath = readString(stream);
+    const auto layerCount = readValue<qint32>(stream);
+    for (qint32 i = 0; i < std::min(layerCount, kMaxLayers) && !stream.atEnd(); ++i) {
+        content.layers.push_back(std::make_unique<LayerData>());
+        readLayerRecord(stream, *content.layers.back());
+    }
+    const bool whole = stream.status() == QDataStream::Ok && stream.atEnd() &&
+        qint64(content.layers.size()) == layerCount;
+    content.read = whole ? SceneRead::Whole : SceneRead::Partly;
+}
+
 /// Why a write was not done whole. The system takes what fits and tells the reason only to the next
 /// write, so there is one.
 QString writeFault(QSaveFile &file)
@@ -170,6 +187,19 @@ QString writeFault(QSaveFile &file)
     if (file.flush())
         return QStringLiteral("the file system took only a part of it");
     return file.errorString();
+}
+
+/// Until then a loss of power could take the new name back.
+QString flushFolder(const QString &path)
+{
+    const QString target = QFileInfo(path).canonicalPath(); // a link's file lies elsewhere
+    const int folder =
+        open(QFile::encodeName(target).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    const bool flushed = folder < 0 || fsync(folder) == 0 || errno == EINVAL;
+    const QString failure = flushed ? QString() : QString::fromLocal8Bit(std::strerror(errno));
+    if (folder >= 0)
+        close(folder);
+    return failure;
 }
 
 /// Empty when the scene is whole under its name, else what went wrong.
@@ -190,7 +220,7 @@ QString replaceScene(const QString &path, const QString &alembicPath,
         return QString::fromLocal8Bit(std::strerror(errno));
     if (!file.commit())
         return file.errorString();
-    return QString();
+    return flushFolder(path);
 }
 
 } // namespace
@@ -245,14 +275,13 @@ SceneContent readScene(const QString &path)
         qCDebug(lcApp).noquote() << "can't open the scene:" << path << file.errorString();
         return content;
     }
-    QDataStream stream(&file);
-    content.alembicPath = readString(stream);
-    const auto layerCount = readValue<qint32>(stream);
-    for (qint32 i = 0; i < layerCount && !stream.atEnd(); ++i) {
-        content.layers.push_back(std::make_unique<LayerData>());
-        readLayerRecord(stream, *content.layers.back());
+    try {
+        readContent(file, content);
+    } catch (const std::bad_alloc &) {
+        qCDebug(lcApp).noquote() << "can't open the scene:" << path << "not enough memory";
+        return SceneContent();
     }
-    if (stream.status() != QDataStream::Ok || qint64(content.layers.size()) != layerCount)
+    if (content.read == SceneRead::Partly)
         qCDebug(lcApp).noquote() << "the scene file is damaged or ends early:" << path;
     return content;
 }

@@ -9,6 +9,10 @@
 
 class QDataStream;
 
+/// Whole: to the last byte, and nothing was missing. Partly: the file ends early, goes on after its
+/// last layer, or holds counts that do not fit.
+enum class SceneRead { NotOpened, Partly, Whole };
+
 /// What a scene file holds: a big-endian QDataStream of plain values, without magic number, version
 /// or checksum. Integers take 4 bytes, bools 1, every float or double 8, strings the stream's form.
 ///
@@ -23,6 +27,7 @@ class QDataStream;
 struct SceneContent {
     QString alembicPath; ///< "untitled" without an archive, null from a file that holds nothing
     std::vector<std::unique_ptr<LayerData>> layers;
+    SceneRead read = SceneRead::NotOpened;
 };
 
 /// One record, with the debug line that tells its damping. The stream keeps its default byte order
@@ -40,6 +45,7 @@ void readLayerRecord(QDataStream &stream, LayerData &layer);
 bool writeScene(const QString &path, const QString &alembicPath,
                 const std::vector<const LayerData *> &layers);
 
-/// Every layer that the file holds at least a part of. Empty, with a debug line, when the file
-/// cannot be opened.
+/// Every layer that the file holds at least a part of, up to a thousand: each becomes a panel. A
+/// file that cannot be opened, or that memory cannot hold, gives NotOpened and nothing else; a
+/// debug line says so, and another of a file that was read only partly.
 SceneContent readScene(const QString &path);

@@ -1,4 +1,4 @@
-#include "app/SceneStream.h"
+#include "app/SceneFile.h"
 #include "support/RawLayer.h"
 
 #include <QDataStream>
@@ -129,6 +129,7 @@ private slots:
     void mutationsNeverCrash();
     void failedSaveSaysWhy();
     void saveKeepsLinkAndPermissions();
+    void saveKeepsWhatNobodyHasSeen();
     void killedSaveLeavesAWholeScene();
     void fullDiskLeavesTheOldScene_data();
     void fullDiskLeavesTheOldScene();
@@ -292,6 +293,24 @@ void SceneStreamTest::saveKeepsLinkAndPermissions()
     QCOMPARE(fileBytes(target).size(), 24);
     QCOMPARE(QFile::permissions(target) & ~(QFile::ReadUser | QFile::WriteUser), permissions);
     QCOMPARE(fileCount(), 2);
+}
+
+void SceneStreamTest::saveKeepsWhatNobodyHasSeen()
+{
+    const QByteArray whole = SceneBytesWriter::write(smallScene());
+    const QByteArray first[] = { whole.left(whole.size() - 1), whole + 'x', whole };
+    const QByteArray replaced[] = { first[0], first[1], "another program's" };
+    const char *const asides[] = { "~", "~2", "~3" };
+    for (int row = 0; row < 3; ++row) {
+        writeBytes(path(), first[row]);
+        SceneFile file;
+        QCOMPARE(file.read(path()).read == SceneRead::Whole, row == 2);
+        writeBytes(path(), replaced[row]);
+        for (int save = 0; save < 2; ++save) // only the first finds something to keep
+            QVERIFY(file.write(path(), QStringLiteral("untitled"), {}));
+        QCOMPARE(fileBytes(path() + QLatin1String(asides[row])), replaced[row]);
+        QCOMPARE(fileCount(), row + 2);
+    }
 }
 
 void SceneStreamTest::killedSaveLeavesAWholeScene()

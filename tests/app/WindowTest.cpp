@@ -280,6 +280,7 @@ void WindowTest::failedSaveKeepsTheScene()
         QtDebugMsg, QRegularExpression(QStringLiteral("^can't save the scene: .*scene.pxm .")));
     QTest::ignoreMessage(QtDebugMsg, "file saved");
     Driver::key(Global::mainWindow(), Qt::Key_S, Qt::ControlModifier);
+    QVERIFY(!Global::loadScene(Global::scenePath()));
     QCOMPARE(Global::layers().size(), size_t(1));
     QVERIFY(!QApplication::activeModalWidget() && !QApplication::overrideCursor());
 }
