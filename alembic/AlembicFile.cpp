@@ -17,6 +17,7 @@
 #include <cstring>
 #include <limits>
 #include <optional>
+#include <span>
 #include <stdexcept>
 
 namespace {
@@ -119,7 +120,7 @@ void transformPoints(const Imath::V3f *points, std::size_t count, const M44d &m,
 
 /// Appends a mesh's corner indices, shifted by the vertices before it. An index outside its own
 /// mesh becomes -1: shifted like the others it could name a vertex of another mesh.
-void appendShifted(std::vector<qint32> &merged, const std::vector<qint32> &indices, int vertexCount,
+void appendShifted(std::vector<qint32> &merged, std::span<const qint32> indices, int vertexCount,
                    int shift)
 {
     merged.reserve(merged.size() + indices.size());
@@ -315,7 +316,7 @@ bool AlembicFile::readPoints(PointArray &out, double seconds) const
                // Everything that can fail comes before the output is touched.
                const ISampleSelector when(seconds, ISampleSelector::kFloorIndex);
                WorldMatrices matrices(m_archive->transforms, seconds);
-               std::vector<std::pair<std::vector<Imath::V3f>, M44d>> parts;
+               std::vector<std::pair<guarded::ArrayItems<Abc::IP3fArrayProperty>, M44d>> parts;
                std::size_t total = 0;
                for (const Mesh &mesh : m_archive->meshes) {
                    parts.emplace_back(

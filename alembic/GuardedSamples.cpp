@@ -76,12 +76,14 @@ void TransformSamples::openValues(const Abc::ICompoundProperty &properties)
 std::vector<double> TransformSamples::values(const ISampleSelector &when) const
 {
     std::vector<double> values;
-    if (m_fewValues && m_fewValues.getNumSamples() > 0)
+    if (m_fewValues && m_fewValues.getNumSamples() > 0) {
         values = readScalar<double>(m_fewValues, when);
-    else if (m_manyValues && m_manyValues.getNumSamples() > 0)
-        values = readArray(m_manyValues, when);
-    else
+    } else if (m_manyValues && m_manyValues.getNumSamples() > 0) {
+        const auto items = readArray(m_manyValues, when);
+        values.assign(items.begin(), items.end());
+    } else {
         values.resize(m_channelCount);
+    }
     if (values.size() < m_channelCount)
         throw std::runtime_error("a transform with too few values");
     return values;

@@ -8,6 +8,7 @@
 #include <Alembic/AbcGeom/XformOp.h>
 
 #include <stdexcept>
+#include <utility>
 #include <vector>
 
 /// Samples of a file that may be damaged. The library's own array samples, transforms and cameras
@@ -16,22 +17,41 @@
 /// std::runtime_error is thrown.
 namespace guarded {
 
-/// One sample of an array, empty where the property has none. Sized by the data alone, which the
-/// library holds to the file's size; the dimensions beside it may be missing or claim anything.
+/// The items of one sample of an array. Copies share them.
+template <class Property> class ArrayItems {
+public:
+    using Item = typename Property::value_type;
+
+    explicit ArrayItems(typename Property::sample_ptr_type sample)
+        : m_sample(std::move(sample))
+    {
+    }
+    std::size_t size() const { return m_sample ? m_sample->size() : 0; }
+    const Item *data() const { return m_sample ? m_sample->get() : nullptr; }
+    const Item *begin() const { return data(); }
+    const Item *end() const { return data() + size(); }
+
+private:
+    typename Property::sample_ptr_type m_sample; ///< null: no items
+};
+
+/// One sample of an array, empty where the property has none. Sized by the data alone; the
+/// dimensions beside it may be missing or claim anything. Size and items come from one look at the
+/// file: another program may rewrite it between two.
 template <class Property>
-std::vector<typename Property::value_type> readArray(Property property,
-                                                     const Alembic::Abc::ISampleSelector &when)
+ArrayItems<Property> readArray(const Property &property, const Alembic::Abc::ISampleSelector &when)
 {
-    std::vector<typename Property::value_type> items;
+    using Items = ArrayItems<Property>;
+    typename Property::sample_ptr_type sample;
     if (property.getNumSamples() == 0)
-        return items;
+        return Items(sample);
+    if (property.getDataType().getNumBytes() != sizeof(typename Items::Item))
+        throw std::runtime_error("a property of the wrong type: " + property.getName());
+    property.get(sample, when);
+    const Items items(sample);
     Alembic::AbcCoreAbstract::ArraySampleKey key;
-    if (!property.getKey(key, when))
-        throw std::runtime_error("a sample without data: " + property.getName());
-    if (key.numBytes % sizeof(typename Property::value_type) != 0)
+    if (!property.getKey(key, when) || key.numBytes != items.size() * sizeof(typename Items::Item))
         throw std::runtime_error("a sample of broken items: " + property.getName());
-    items.resize(key.numBytes / sizeof(typename Property::value_type));
-    property.getAs(items.data(), when);
     return items;
 }
 

@@ -6,7 +6,10 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+#include <dlfcn.h>
+
 #include <cfloat>
+#include <functional>
 #include <limits>
 
 using namespace archives;
@@ -15,12 +18,22 @@ Q_DECLARE_METATYPE(Imath::M44d)
 
 namespace {
 
+std::function<void()> beforeRead; ///< what happens to the file between two of the library's reads
+
 bool near(const QVector4D &point, float x, float y, float z)
 {
     return (point - QVector4D(x, y, z, 1.0f)).length() < 1e-5f;
 }
 
 } // namespace
+
+extern "C" ssize_t pread(int file, void *buffer, size_t size, off_t offset)
+{
+    static const auto next = reinterpret_cast<decltype(&pread)>(dlsym(RTLD_NEXT, "pread"));
+    if (beforeRead)
+        beforeRead();
+    return next(file, buffer, size, offset);
+}
 
 class AlembicFileTest : public QObject {
     Q_OBJECT
@@ -43,10 +56,12 @@ private slots:
     void foreignPropertiesAreRefused_data();
     void foreignPropertiesAreRefused();
     void missingDataHarmsNothing();
-    void endlessHierarchyIsRefused();
+    void damagedInstanceIsRefused_data();
+    void damagedInstanceIsRefused();
     void fileThatShrinksWhileOpen();
     void sampleThatClaimsTooMuch_data();
     void sampleThatClaimsTooMuch();
+    void rewrittenWhileRead();
 
 private:
     QString path(const QString &name) const { return m_folder.filePath(name); }
@@ -449,23 +464,32 @@ void AlembicFileTest::missingDataHarmsNothing()
     QVERIFY2(failures > 10, qPrintable(QString::number(failures)));
 }
 
-void AlembicFileTest::endlessHierarchyIsRefused()
+void AlembicFileTest::damagedInstanceIsRefused_data()
 {
+    QTest::addColumn<QByteArray>("source");
+    QTest::newRow("an ancestor") << QByteArray("/outer/inner");
+    QTest::newRow("by way of itself") << QByteArray("/again/other");
+    QTest::newRow("two strings") << QByteArray("/outer\0other", 12);
+}
+
+void AlembicFileTest::damagedInstanceIsRefused()
+{
+    QFETCH(QByteArray, source);
     const QString name = QStringLiteral("loop.abc");
     {
         Writer writer(path(name));
         auto outer = writer.xform(writer.top(), "outer", { M44d() });
         auto inner = writer.xform(outer, "inner", { M44d() });
-        auto other = writer.xform(writer.top(), "other", { M44d() });
+        auto other = writer.xform(outer, "other", { M44d() });
         QVERIFY(inner.addChildInstance(other, "again"));
+        QVERIFY(writer.top().addChildInstance(other, "again"));
     }
-    // The writer refuses an instance of an ancestor, so the source's name is changed on disk.
+    // The writer refuses such instances, so the source's name is changed on disk.
     QFile file(path(name));
     QVERIFY(file.open(QIODevice::ReadWrite));
     QByteArray bytes = file.readAll();
-    const int source = bytes.indexOf("/other");
-    QVERIFY(source > 0);
-    bytes.replace(source, 6, "/outer");
+    QVERIFY(bytes.contains("/outer/other"));
+    bytes.replace("/outer/other", source);
     file.seek(0);
     file.write(bytes);
     file.close();
@@ -532,6 +556,43 @@ void AlembicFileTest::sampleThatClaimsTooMuch()
     QVERIFY(!file.fillTopology(topology));
     QCOMPARE(int(LogCapture::lines().size()), 2);
     QCOMPARE(int(out.size()), 1);
+}
+
+/// Another program puts a longer sample in place of one that is being read, at each moment in turn.
+void AlembicFileTest::rewrittenWhileRead()
+{
+    const QString name = QStringLiteral("rewritten.abc");
+    {
+        Writer writer(path(name));
+        writer.mesh(writer.top(), "box", cube());
+        writer.mesh(writer.top(), "grid", grid(64)); // so that longer samples have their bytes
+    }
+    QFile device(path(name));
+    QVERIFY(device.open(QIODevice::ReadWrite | QIODevice::Unbuffered));
+    const QByteArray first(reinterpret_cast<const char *>(cube().points.data()), 96);
+    const int size = device.readAll().indexOf(first) - 24; // then the digest, then the points
+    const auto claim = [&](quint64 items) {
+        const quint64 bytes = 16 + 12 * items;
+        device.seek(size);
+        device.write(reinterpret_cast<const char *>(&bytes), sizeof bytes);
+    };
+    int moment = 0;
+    for (int left = -1; left < 0; ++moment) {
+        claim(8);
+        AlembicFile file;
+        QVERIFY(open(file, name));
+        left = moment;
+        beforeRead = [&] {
+            if (left-- == 0)
+                claim(2000);
+        };
+        PointArray points;
+        const bool read = file.readPoints(points, 0.0);
+        beforeRead = nullptr;
+        const auto count = points.size();
+        QVERIFY(read ? count == 4096 + 8 || count == 4096 + 2000 : count == 0);
+    }
+    QVERIFY(moment > 4);
 }
 
 QTEST_GUILESS_MAIN(AlembicFileTest)
