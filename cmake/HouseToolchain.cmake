@@ -13,11 +13,17 @@ target_compile_definitions(house_warnings INTERFACE
     QT_NO_CAST_FROM_ASCII QT_NO_CAST_TO_ASCII
     QT_DEPRECATED_WARNINGS)
 
-# The program looks for its shapes beside itself, so a build has them there too.
+# The program looks for its shapes beside itself, so a build has them there too: each is copied when
+# it is newer than its copy.
 function(house_ship_shapes target)
-    add_custom_command(TARGET ${target} POST_BUILD
-        COMMAND ${CMAKE_COMMAND} -E copy_directory
-                ${CMAKE_SOURCE_DIR}/shapes/Shapes ${CMAKE_RUNTIME_OUTPUT_DIRECTORY}/Shapes)
+    foreach(shape ${ARGN})
+        set(copy ${CMAKE_RUNTIME_OUTPUT_DIRECTORY}/Shapes/${shape})
+        add_custom_command(OUTPUT ${copy} DEPENDS ${CMAKE_SOURCE_DIR}/shapes/Shapes/${shape}
+            COMMAND ${CMAKE_COMMAND} -E copy ${CMAKE_SOURCE_DIR}/shapes/Shapes/${shape} ${copy})
+        list(APPEND copies ${copy})
+    endforeach()
+    add_custom_target(shipped_shapes DEPENDS ${copies})
+    add_dependencies(${target} shipped_shapes)
 endfunction()
 
 # house_add_test(NAME sources… LINKS targets… LABELS labels… [GL])
