@@ -1,6 +1,7 @@
 #include "app/Global.h"
 
 #include "alembic/AlembicFile.h"
+#include "app/LayerSeed.h"
 #include "app/Log.h"
 #include "app/MainWindow.h"
 #include "app/SceneFile.h"
@@ -33,31 +34,6 @@ SceneFile &sceneFile()
 {
     static SceneFile file;
     return file;
-}
-
-void seedPoints(LayerData &layer)
-{
-    GPUMesh &mesh = *Global::mesh();
-    switch (layer.kind()) {
-    case LayerKind::Sculpt: {
-        const MeshScope scope;
-        if (!scope)
-            return;
-        layer.setBasePoints(mesh.readBack<QVector4D>(Semantic::kPosition));
-        layer.setOffsetPoints(layer.basePoints());
-        return;
-    }
-    case LayerKind::Mush:
-        layer.setBasePoints(mesh.restPoints());
-        layer.setOffsetPoints(mesh.restPoints());
-        return;
-    case LayerKind::Cloth:
-        layer.setBasePoints(mesh.restPoints());
-        return;
-    case LayerKind::Relax:
-    case LayerKind::Jiggle: // fills its points at its first evaluation
-        return;
-    }
 }
 
 void appendLayer(Layer *layer)
@@ -162,6 +138,7 @@ void Global::updateToNewAlembic()
     } else {
         evaluateLayers(true);
     }
+    seedEmptyLayers();
 }
 
 void Global::addLayer(int type)

@@ -52,6 +52,8 @@ void Global::evaluateLayers(bool full)
         if (!s_alembic || !s_alembic->isValid())
             return;
         endInteractions();
+        for (Layer *layer : s_layers)
+            layer->showFit();
     }
     if (full && s_mesh->vertexCount() > 0) {
         const MeshScope scope;

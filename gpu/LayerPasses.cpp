@@ -22,13 +22,15 @@ QString passedOver(const LayerData &layer, const QString &reason)
 /// False, with a debug line, for a layer that cannot be applied to this mesh.
 bool canApply(const LayerData &layer, float weight, const GPUMesh &mesh)
 {
+    const bool needsPoints = layer.kind() == LayerKind::Sculpt || layer.kind() == LayerKind::Mush;
+    if (needsPoints && layer.basePoints().empty() && layer.offsetPoints().empty())
+        return false; // made before there was a mesh, and about to be filled from this one
     QString reason;
     if (!std::isfinite(weight)) // out of a damaged scene file; it would take the whole mesh away
         reason = QStringLiteral("its weight is not a number");
     else if (layerKindName(layer.kind()).isEmpty())
         reason = QStringLiteral("unknown kind %1").arg(int(layer.kind()));
-    else if ((layer.kind() == LayerKind::Sculpt || layer.kind() == LayerKind::Mush) &&
-             !hasPointsFor(layer, mesh))
+    else if (needsPoints && !hasPointsFor(layer, mesh))
         reason = QStringLiteral("its points do not fit the mesh");
     if (!reason.isEmpty())
         qCDebug(lcGpu).noquote() << passedOver(layer, reason);

@@ -27,6 +27,9 @@ public:
     /// Shows what the data hold, the kind's fields and the selection included. Changes no data and
     /// evaluates nothing, even where a field cannot show a value exactly.
     void refreshWidgets();
+    /// Greys the name, with a tool tip that tells both counts, while the layer does not fit the
+    /// mesh.
+    void showFit();
 
 public slots:
     void expandContract();
@@ -56,6 +59,7 @@ private:
     void arrangeFields();
     void connectFields();
     void showName();
+    void showSelection();
 
     LayerData m_data;
     LayerKind m_shownKind = LayerKind::Sculpt; ///< whose fields the panel shows

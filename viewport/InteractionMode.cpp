@@ -1,7 +1,7 @@
 #include "viewport/InteractionMode.h"
 
 InteractionMode chooseMode(Qt::MouseButtons buttons, Qt::KeyboardModifiers modifiers,
-                           bool layerSelected)
+                           bool layerTakesStrokes)
 {
     const bool shift = modifiers.testFlag(Qt::ShiftModifier);
     // The wipe comes first: it works with Alt held, too.
@@ -11,7 +11,7 @@ InteractionMode chooseMode(Qt::MouseButtons buttons, Qt::KeyboardModifiers modif
         return InteractionMode::Navigate;
     if (buttons == Qt::RightButton)
         return InteractionMode::Light;
-    if (buttons == Qt::LeftButton && layerSelected)
+    if (buttons == Qt::LeftButton && layerTakesStrokes)
         return InteractionMode::Stroke;
     if (buttons == Qt::MiddleButton)
         return shift ? InteractionMode::BrushStrength : InteractionMode::BrushRadius;

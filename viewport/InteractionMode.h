@@ -17,7 +17,7 @@ enum class InteractionMode : int {
 
 /// `buttons` is the whole set of held buttons; a set outside the rules does nothing without Alt.
 InteractionMode chooseMode(Qt::MouseButtons buttons, Qt::KeyboardModifiers modifiers,
-                           bool layerSelected);
+                           bool layerTakesStrokes);
 
 /// Left tumbles, middle pans, anything else dollies.
 DragKind navigationKind(Qt::MouseButtons buttons);

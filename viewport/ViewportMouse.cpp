@@ -2,6 +2,8 @@
 
 #include "app/Global.h"
 #include "gpu/GPUMesh.h"
+#include "layers/Layer.h"
+#include "layers/LayerFit.h"
 #include "viewport/CompareSplit.h"
 #include "viewport/MeshScope.h"
 #include "viewport/UIDrawManager.h"
@@ -16,6 +18,12 @@ namespace {
 bool losesRelease(QEvent::Type type)
 {
     return type == QEvent::FocusOut || type == QEvent::WindowDeactivate || type == QEvent::Hide;
+}
+
+/// What a stroke paints must fit the mesh, or it would show while dragging and vanish at release.
+bool takesStrokes(const Layer *layer)
+{
+    return layer && !pointsMadeFor(*layer->data(), Global::mesh()->vertexCount());
 }
 
 bool showsOverlay(InteractionMode mode)
@@ -48,7 +56,7 @@ void Viewport::mousePressEvent(QMouseEvent *event)
     m_previousPosition = m_lastStamp = fromBottom(event->pos());
     Global::setShiftHeld(event->modifiers().testFlag(Qt::ShiftModifier));
     Global::setControlHeld(event->modifiers().testFlag(Qt::ControlModifier));
-    m_mode = chooseMode(event->buttons(), event->modifiers(), Global::currentLayer() != nullptr);
+    m_mode = chooseMode(event->buttons(), event->modifiers(), takesStrokes(Global::currentLayer()));
     beginMode(event->pos(), matrices());
     Global::evaluateLayers(false);
 }

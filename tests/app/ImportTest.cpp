@@ -3,7 +3,7 @@
 #include "layers/Layer.h"
 #include "support/AppFixture.h"
 #include "support/Archives.h"
-#include "support/Driver.h"
+#include "support/PanelHands.h"
 #include "timeline/RangeSlider.h"
 #include "timeline/TimeControls.h"
 #include "timeline/Timeline.h"
@@ -27,6 +27,12 @@ void writeCube(const QString &path, double start, double fps)
     writer.mesh(writer.top(), "cube", cube, { archives::moved(cube.points, { 1, 0, 0 }) });
 }
 
+void writeGrid(const QString &path)
+{
+    Writer writer(path);
+    writer.mesh(writer.top(), "grid", archives::grid(40));
+}
+
 } // namespace
 
 /// Archives that are odd but readable, imported over a scene with a mesh and layers.
@@ -37,6 +43,7 @@ private slots:
     void initTestCase() { SKIP_WITHOUT_GL(m_app); }
     void theNewArchiveReplacesTheMesh_data();
     void theNewArchiveReplacesTheMesh();
+    void layersSayWhetherTheyFit();
 
 private:
     void import(const QString &path);
@@ -125,6 +132,39 @@ void ImportTest::theNewArchiveReplacesTheMesh()
     QCOMPARE(Global::layers().size(), size_t(5));
     QVERIFY(Global::layers().front()->data()->offsetPoints() == sculpted);
     useEverything();
+}
+
+/// Made before any import, they start from the first mesh; on another one they keep their points,
+/// say so and take no stroke.
+void ImportTest::layersSayWhetherTheyFit()
+{
+    Global::clearScene();
+    for (int kind = 0; kind < 5; ++kind)
+        m_app.global().addLayer(kind);
+    Global::layers()[1]->setIterations(2);
+    const QString path = m_folder.filePath(QStringLiteral("%1.abc"));
+    writeCube(path.arg(1), 0.0, 24.0);
+    writeGrid(path.arg(2));
+    import(path.arg(1));
+    const LayerData &sculpt = *Global::layers()[0]->data(), &mush = *Global::layers()[1]->data();
+    QCOMPARE(sculpt.offsetPoints().size(), size_t(8));
+    QVERIFY(sculpt.offsetPoints() == sculpt.basePoints());
+    QVERIFY(mush.offsetPoints() == Global::mesh()->restPoints());
+    QVERIFY(mush.basePoints() != mush.offsetPoints()); // relaxed
+    QCOMPARE(Global::layers()[4]->data()->basePoints().size(), size_t(8));
+    const PointArray sculpted = sculpt.offsetPoints();
+
+    Global::layers()[0]->select();
+    const QPoint middle = Global::viewport()->rect().center();
+    for (const bool fits : { true, false }) {
+        import(path.arg(fits ? 1 : 2));
+        const QString tip = PanelHands::nameLabel(Global::layers()[0])->toolTip();
+        QCOMPARE(tip == QLatin1String("made for 8 points, this mesh has 1,600"), !fits);
+        Driver::mouse(QTest::MousePress, Global::viewport(), middle, Qt::LeftButton);
+        QCOMPARE(Global::viewport()->mode() == InteractionMode::Stroke, fits);
+        Driver::mouse(QTest::MouseRelease, Global::viewport(), middle, Qt::LeftButton);
+    }
+    QVERIFY(sculpt.offsetPoints() == sculpted);
 }
 
 PLEXMOLD_TEST_MAIN(ImportTest)
