@@ -106,6 +106,8 @@ public:
                              bool ignoreBackface, BrushData *readBack = nullptr);
     void pickVertices(float radius);
     void pickVerticesBySurface(float radius);
+    /// Walks the given positions, one per vertex, instead of reading all of them back.
+    void pickVerticesBySurface(float radius, const PointArray &positions);
     void computeArea(float radius);
     void sculpt(const BrushSettings &brush, const QVector3D &moveVector);
 

@@ -36,9 +36,14 @@ void GPUMesh::pickVertices(float radius)
 
 void GPUMesh::pickVerticesBySurface(float radius)
 {
+    if (initialize() && m_topology)
+        pickVerticesBySurface(radius, readBack<QVector4D>(Semantic::kPosition));
+}
+
+void GPUMesh::pickVerticesBySurface(float radius, const PointArray &positions)
+{
     if (!initialize() || !m_topology)
         return;
-    const auto positions = readBack<QVector4D>(Semantic::kPosition);
     if (int(positions.size()) != m_vertexCount)
         qCDebug(lcGpu).noquote() << "can't read position from gpu //pickVerticesBySurface";
     const auto records = readBack<BrushData>(Semantic::kBrush);

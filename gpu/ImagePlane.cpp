@@ -10,12 +10,15 @@
 
 #include <algorithm>
 #include <iterator>
+#include <utility>
 
 namespace {
 
 constexpr int kKeptImages = 8;
 constexpr int kCornerCount = 6; // two triangles, placed by the vertex stage
 constexpr float kCentimetresPerInch = 2.54f;
+
+QDateTime modificationTime(const QString &path) { return QFileInfo(path).lastModified(); }
 
 }
 
@@ -53,10 +56,12 @@ bool ImagePlane::buildProgram()
 void ImagePlane::draw(int frame, const CameraRecord &camera, const QMatrix4x4 &modelView,
                       const QMatrix4x4 &projection)
 {
+    // A frame is painted many times over while the camera moves, and the folder may lie far away.
+    const bool look = std::exchange(m_frame, frame) != frame;
     const auto entry = m_sequence.find(frame);
     if (!m_initialized || entry == m_sequence.end())
         return;
-    QOpenGLTexture *texture = textureFor(entry->second);
+    QOpenGLTexture *texture = textureFor(entry->second, look);
     if (!texture)
         return;
     m_program->bind();
@@ -93,18 +98,23 @@ void ImagePlane::setUniforms(const CameraRecord &camera, const QMatrix4x4 &model
     m_program->setUniformValue("imageTex", 0);
 }
 
-QOpenGLTexture *ImagePlane::textureFor(const QString &path)
+void ImagePlane::setSequence(ImageSequence sequence)
 {
-    const QDateTime modified = QFileInfo(path).lastModified();
+    m_sequence = std::move(sequence);
+    m_frame.reset();
+}
+
+QOpenGLTexture *ImagePlane::textureFor(const QString &path, bool look)
+{
     const auto kept = std::find_if(m_images.begin(), m_images.end(),
                                    [&path](const Image &image) { return image.path == path; });
-    if (kept != m_images.end() && kept->modified == modified) {
+    if (kept != m_images.end() && (!look || kept->modified == modificationTime(path))) {
         m_images.splice(m_images.begin(), m_images, kept);
         return kept->texture.get();
     }
     if (kept != m_images.end())
         m_images.erase(kept);
-    m_images.push_front(loadImage(path, modified));
+    m_images.push_front(loadImage(path));
     if (keptImageCount() > kKeptImages)
         dropOldestImage();
     return m_images.front().texture.get();
@@ -124,8 +134,9 @@ void ImagePlane::dropOldestImage()
     m_images.erase(std::next(oldest).base());
 }
 
-ImagePlane::Image ImagePlane::loadImage(const QString &path, const QDateTime &modified)
+ImagePlane::Image ImagePlane::loadImage(const QString &path)
 {
+    const QDateTime modified = modificationTime(path);
     // The size is what the file claims: nothing larger than a texture can be is decoded at all.
     GLint largest = 0;
     glGetIntegerv(GL_MAX_TEXTURE_SIZE, &largest);

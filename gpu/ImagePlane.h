@@ -9,6 +9,7 @@
 
 #include <list>
 #include <memory>
+#include <optional>
 
 class QOpenGLShaderProgram;
 class QOpenGLTexture;
@@ -37,13 +38,13 @@ public:
     /// Once, at the first call; false without OpenGL 4.3.
     bool initialize();
     /// Nothing when the sequence has no image for exactly this frame. A file that is no image is
-    /// left out, with one debug line.
+    /// left out, with one debug line. Whether a file has changed is looked at when the frame does.
     void draw(int frame, const CameraRecord &camera, const QMatrix4x4 &modelView,
               const QMatrix4x4 &projection);
 
     PlateSettings &settings() { return m_settings; }
     const ImageSequence &sequence() const { return m_sequence; }
-    void setSequence(ImageSequence sequence) { m_sequence = std::move(sequence); }
+    void setSequence(ImageSequence sequence);
     int keptImageCount() const; ///< textures that wait to be drawn again
 
 private:
@@ -55,8 +56,8 @@ private:
     };
 
     bool buildProgram();
-    QOpenGLTexture *textureFor(const QString &path);
-    Image loadImage(const QString &path, const QDateTime &modified);
+    QOpenGLTexture *textureFor(const QString &path, bool look);
+    Image loadImage(const QString &path);
     void dropOldestImage();
     void setUniforms(const CameraRecord &camera, const QMatrix4x4 &modelView,
                      const QMatrix4x4 &projection);
@@ -66,5 +67,6 @@ private:
     PlateSettings m_settings;
     ImageSequence m_sequence;
     std::unique_ptr<QOpenGLShaderProgram> m_program;
+    std::optional<int> m_frame; ///< of the last picture
     std::list<Image> m_images; ///< the last one drawn first; textures are bounded in number
 };

@@ -43,6 +43,7 @@ Sculpt::Sculpt(const QMatrix4x4 &transform)
 void Sculpt::beginStroke(const QPoint &pixel, const CameraMatrices &matrices)
 {
     m_layer = Global::currentLayer();
+    beginEvent();
     m_touched = false;
     m_hit = false;
     if (!m_layer)
@@ -87,6 +88,7 @@ void Sculpt::endStroke()
         Global::mesh()->fillZero(Semantic::kFalloff);
     m_touched = false;
     m_layer = nullptr;
+    m_surface = {};
 }
 
 bool Sculpt::isBrushing() const
@@ -163,10 +165,12 @@ bool Sculpt::prepareBuffers(BrushType brush)
 
 void Sculpt::pickVertices()
 {
-    if (MainWindow::bySurface())
-        Global::mesh()->pickVerticesBySurface(m_radius);
-    else
-        Global::mesh()->pickVertices(m_radius);
+    GPUMesh &mesh = *Global::mesh();
+    if (!MainWindow::bySurface())
+        return mesh.pickVertices(m_radius);
+    if (m_surface.empty())
+        m_surface = mesh.readBack<QVector4D>(Semantic::kPosition);
+    mesh.pickVerticesBySurface(m_radius, m_surface);
 }
 
 void Sculpt::move(const QPoint &pixel, const CameraMatrices &matrices)

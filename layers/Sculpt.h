@@ -6,6 +6,7 @@
 #include <QMatrix4x4>
 #include <QPoint>
 #include <QVector3D>
+#include <QVector4D>
 
 #include <optional>
 #include <vector>
@@ -22,6 +23,9 @@ public:
 
     void beginStroke(const QPoint &pixel, const CameraMatrices &matrices);
     void applyStroke(const QPoint &pixel, const CameraMatrices &matrices);
+    /// A drag event begins: its stamps by surface walk the mesh as it is now. Reading every point
+    /// back for each of them would cost more than all the rest of a dense stroke.
+    void beginEvent() { m_surface.clear(); }
     /// Whether a kernel ran for the stroke.
     bool strokeTouched() const;
     /// Clears the brush weights and forgets stroke and layer.
@@ -59,5 +63,6 @@ private:
     QVector3D m_direction; ///< of the press, from far to near, unit length
     std::optional<QVector3D> m_lastMovePoint; ///< on the move brush's plane
     BrushType m_preparedBrush = BrushType::None; ///< the one whose buffers are filled
+    std::vector<QVector4D> m_surface; ///< what this event's stamps walk; empty until one does
     std::vector<float> m_falloff; ///< the mirrored move brush's weights
 };

@@ -58,6 +58,8 @@ void Viewport::dragStroke(const QPoint &position, const CameraMatrices &matrices
                              m_lastStamp);
         m_previousPosition = position;
     }
+    m_mainTool.beginEvent();
+    m_mirrorTool.beginEvent();
     for (const QPoint &stamp : stamps)
         applyTools(stamp, matrices);
     Global::mesh()->updateNormals();

@@ -282,6 +282,11 @@ private slots:
         QVERIFY(file.setFileTime(QDateTime::currentDateTime().addSecs(5),
                                  QFileDevice::FileModificationTime));
         file.close();
+        QVERIFY(colorAt(view()->grabFramebuffer(), { view()->width() / 2.0, 8 }) != Qt::green);
+        for (const int frame : { 1, 0 }) { // looked at when the frame changes
+            showFrame(frame);
+            static_cast<void>(view()->grabFramebuffer());
+        }
         const QImage picture = view()->grabFramebuffer();
         QCOMPARE(colorAt(picture, { view()->width() / 2.0, 8 }), QColor(Qt::green));
         QCOMPARE(Global::imagePlane()->keptImageCount(), kept);

@@ -163,6 +163,7 @@ private slots:
         QCOMPARE(Global::commands()->undoCount(), 0);
         QCOMPARE(Stage::positions(), before);
         Global::setCurrentBrush(2);
+        Global::mesh()->setRestPoints(before);
         m_stage->addLayer(LayerKind::Mush);
         Stage::stroke(Stage::middle(), end());
         Stage::stroke(Stage::middle(), end(), 6, Qt::ShiftModifier);
@@ -178,9 +179,11 @@ private slots:
     {
         Global::mainWindow()->toggleBySurface();
         Stage::press(Stage::middle());
-        const quint64 readBacks = gpuCounters().readBacks;
+        const GpuCounters before = gpuCounters();
         Stage::move(end());
-        QVERIFY(gpuCounters().readBacks > readBacks);
+        const quint64 stamps = gpuCounters().uploads - before.uploads; // the weights of each
+        QVERIFY(stamps > 1);
+        QCOMPARE(gpuCounters().readBacks - before.readBacks, stamps + 1); // each hit, once the mesh
         Stage::release(end());
         Global::mainWindow()->toggleBySurface();
         QCOMPARE(Global::commands()->undoCount(), 1);
