@@ -15,3 +15,9 @@ bool operator==(const LayerKey &a, const LayerKey &b)
 {
     return a.time == b.time && a.value == b.value && a.flag == b.flag;
 }
+
+quint64 nextArrayRevision()
+{
+    static quint64 last = 0;
+    return ++last;
+}

@@ -25,12 +25,39 @@ struct LayerKey {
 
 bool operator==(const LayerKey &a, const LayerKey &b);
 
+/// Never 0, never the same. GUI thread only.
+quint64 nextArrayRevision();
+
 /// What a Jiggle layer's latest step began from: further evaluations of its frame repeat the step
 /// from there. Lives while playing; scenes do not store it.
 struct JiggleStep {
     std::optional<quint64> frameSerial; ///< PlayState's; none before the first step
     PointArray previousPoints;
     PointArray currentPoints;
+};
+
+/// An array that tells its changes. Each gives it a number that no other content of any array
+/// bears, so that what was made of a content (bytes, a buffer) can be kept under its number. A copy
+/// has the same content and so the same number; 0 is an array that was never set.
+template <class Item> class RevisedArray {
+public:
+    const std::vector<Item> &items() const { return m_items; }
+    quint64 revision() const { return m_revision; }
+    void set(std::vector<Item> items)
+    {
+        m_items = std::move(items);
+        m_revision = nextArrayRevision();
+    }
+    /// To be changed in place, at once: the number is new when this returns.
+    std::vector<Item> &edit()
+    {
+        m_revision = nextArrayRevision();
+        return m_items;
+    }
+
+private:
+    std::vector<Item> m_items;
+    quint64 m_revision = 0;
 };
 
 /// Everything that the scene file stores of one layer. Owned by exactly one Layer. A plain record:
@@ -44,17 +71,18 @@ struct JiggleStep {
 ///   Relax   both unused
 class LayerData {
 public:
-    PointArray &basePoints() { return m_basePoints; }
-    const PointArray &basePoints() const { return m_basePoints; }
-    void setBasePoints(PointArray points) { m_basePoints = std::move(points); }
+    const PointArray &basePoints() const { return m_basePoints.items(); }
+    void setBasePoints(PointArray points) { m_basePoints.set(std::move(points)); }
+    quint64 basePointsRevision() const { return m_basePoints.revision(); }
 
-    PointArray &offsetPoints() { return m_offsetPoints; }
-    const PointArray &offsetPoints() const { return m_offsetPoints; }
-    void setOffsetPoints(PointArray points) { m_offsetPoints = std::move(points); }
+    const PointArray &offsetPoints() const { return m_offsetPoints.items(); }
+    PointArray &editOffsetPoints() { return m_offsetPoints.edit(); }
+    void setOffsetPoints(PointArray points) { m_offsetPoints.set(std::move(points)); }
+    quint64 offsetPointsRevision() const { return m_offsetPoints.revision(); }
 
-    std::vector<float> &mask() { return m_mask; }
-    const std::vector<float> &mask() const { return m_mask; }
-    void setMask(std::vector<float> mask) { m_mask = std::move(mask); }
+    const std::vector<float> &mask() const { return m_mask.items(); }
+    void setMask(std::vector<float> mask) { m_mask.set(std::move(mask)); }
+    quint64 maskRevision() const { return m_mask.revision(); }
 
     std::vector<LayerKey> &keys() { return m_keys; }
     const std::vector<LayerKey> &keys() const { return m_keys; }
@@ -85,9 +113,9 @@ public:
     JiggleStep &jiggleStep() { return m_jiggleStep; }
 
 private:
-    PointArray m_basePoints;
-    PointArray m_offsetPoints;
-    std::vector<float> m_mask; ///< 0 = free, 1 = fully masked
+    RevisedArray<QVector4D> m_basePoints;
+    RevisedArray<QVector4D> m_offsetPoints;
+    RevisedArray<float> m_mask; ///< 0 = free, 1 = fully masked
     std::vector<LayerKey> m_keys;
     QString m_name;
     LayerKind m_kind = LayerKind::Sculpt;

@@ -13,12 +13,12 @@ SculptCommand::SculptCommand(Layer *layer, PointArray deltas)
 void SculptCommand::undo()
 {
     qCDebug(lcLayers).noquote() << "undo sculpt cmd";
-    if (!addScaled(m_layer->data()->offsetPoints(), m_deltas, -1.0f))
+    if (!addScaled(m_layer->data()->editOffsetPoints(), m_deltas, -1.0f))
         qCDebug(lcLayers).noquote() << "error removing deltas, different size";
 }
 
 void SculptCommand::redo()
 {
-    if (!addScaled(m_layer->data()->offsetPoints(), m_deltas, 1.0f))
+    if (!addScaled(m_layer->data()->editOffsetPoints(), m_deltas, 1.0f))
         qCDebug(lcLayers).noquote() << "error applying deltas, different size";
 }

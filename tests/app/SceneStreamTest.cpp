@@ -168,7 +168,9 @@ void SceneStreamTest::readsTheLayout()
 void SceneStreamTest::writesTheLayout()
 {
     SceneContent content = readBytes(SceneBytesWriter::write(awkwardScene()));
-    content.layers[0]->basePoints()[0].setW(17.0f); // not stored
+    PointArray points = content.layers[0]->basePoints();
+    points[0].setW(17.0f); // not stored
+    content.layers[0]->setBasePoints(points);
     QVERIFY(writeScene(path(), content.alembicPath, pointers(content)));
 
     const QByteArray written = fileBytes(path());

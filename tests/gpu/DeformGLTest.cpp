@@ -272,7 +272,7 @@ void DeformGLTest::whatCannotRunChangesNothing()
     };
     for (const LayerKind kind : { LayerKind::Sculpt, LayerKind::Mush }) {
         LayerData layer = layerOf(kind, scene);
-        layer.offsetPoints().pop_back();
+        layer.editOffsetPoints().pop_back();
         QCOMPARE(applied(layer, 1.0f, kPlaying), 0);
     }
     LayerData layer = layerOf(LayerKind::Jiggle, scene);
@@ -294,7 +294,9 @@ void DeformGLTest::unfitMaskCountsAsZeros()
         return mesh().readBack<float>(Semantic::kMask);
     };
     LayerData layer = layerOf(LayerKind::Relax, scene);
-    layer.mask()[0] = 0.5f;
+    std::vector<float> mask = layer.mask();
+    mask[0] = 0.5f;
+    layer.setMask(mask);
     QCOMPARE(shown(&layer), layer.mask());
     QCOMPARE(shown(nullptr), std::vector<float>(36));
     for (const size_t length : { 0, 35, 37 }) {
@@ -405,7 +407,7 @@ void DeformGLTest::mushBaseIsTheRelaxedRestPose()
     applyLayer(mesh(), layer, 1.0f, kStopped);
     QVERIFY(pointsMatch(m_stage->points(), reference::toPose(scene.offsetPoints), 1e-5));
 
-    layer.offsetPoints().pop_back();
+    layer.editOffsetPoints().pop_back();
     const PointArray before = layer.basePoints();
     rebuildMushBase(mesh(), layer);
     QVERIFY(sameBits(layer.basePoints(), before));
