@@ -151,6 +151,7 @@ void MainWindow::newScene()
     case QMessageBox::Discard:
         Global::clearScene();
         setScenePath(kUntitled);
+        emit sceneDiscarded();
         return;
     default:
         return;
@@ -167,11 +168,12 @@ void MainWindow::openScene()
     if (!Global::loadScene(path))
         return; // the open work stays
     setScenePath(path);
-    if (Global::alembicPath() == kUntitled)
-        return;
-    qCDebug(lcApp) << "import alembic for file";
-    if (QFileInfo(Global::alembicPath()).isFile() && Global::openArchive(Global::alembicPath()))
-        emit alembicImported();
+    if (Global::alembicPath() != kUntitled) {
+        qCDebug(lcApp) << "import alembic for file";
+        if (QFileInfo(Global::alembicPath()).isFile() && Global::openArchive(Global::alembicPath()))
+            emit alembicImported();
+    }
+    emit sceneOpened(path);
 }
 
 void MainWindow::saveScene()
@@ -194,8 +196,10 @@ void MainWindow::saveSceneAs()
 void MainWindow::saveTo(const QString &path)
 {
     const BusyCursor busy;
-    if (Global::saveScene(path))
-        setScenePath(path); // only then: the next save must not go where this one could not
+    if (!Global::saveScene(path))
+        return; // path and title stay: the next save must not go where this one could not
+    setScenePath(path);
+    emit sceneSaved(path);
 }
 
 void MainWindow::importAlembic()

@@ -23,6 +23,10 @@ public:
 signals:
     /// An archive was opened; the scene is to take it in.
     void alembicImported();
+    // What became of the scene, once it is done.
+    void sceneOpened(const QString &path);
+    void sceneSaved(const QString &path);
+    void sceneDiscarded();
 
 public slots:
     /// Always asks first: the scene keeps no flag for unsaved changes.

@@ -2,6 +2,7 @@
 
 #include "app/Log.h"
 
+#include <QByteArray>
 #include <QDataStream>
 #include <QFile>
 #include <QFileInfo>
@@ -63,14 +64,23 @@ LayerKey keyAt(const char *from)
 }
 
 template <class Item, class Put>
-void writeArray(QDataStream &stream, const std::vector<Item> &items, int itemBytes, Put put)
+QByteArray itemBytes(const std::vector<Item> &items, size_t begin, size_t count, int itemBytes,
+                     Put put)
 {
-    std::vector<char> bytes(std::min(items.size(), kPieceItems) * size_t(itemBytes));
-    for (size_t begin = 0; begin < items.size(); begin += kPieceItems) {
-        const size_t count = std::min(items.size() - begin, kPieceItems);
-        for (size_t i = 0; i < count; ++i)
-            put(bytes.data() + i * size_t(itemBytes), items[begin + i]);
-        stream.writeRawData(bytes.data(), int(count) * itemBytes);
+    QByteArray bytes(int(count) * itemBytes, Qt::Uninitialized);
+    char *to = bytes.data();
+    for (size_t i = 0; i < count; ++i, to += itemBytes)
+        put(to, items[begin + i]);
+    return bytes;
+}
+
+void writeArray(QDataStream &stream, const LayerData &layer, RecordArray array)
+{
+    const size_t size = arrayItemCount(layer, array);
+    for (size_t begin = 0; begin < size; begin += kPieceItems) {
+        const QByteArray bytes =
+            arrayBytes(layer, array, begin, std::min(size - begin, kPieceItems));
+        stream.writeRawData(bytes.constData(), bytes.size());
     }
 }
 
@@ -157,8 +167,8 @@ bool writeContent(QIODevice &device, const QString &alembicPath,
                   const std::vector<const LayerData *> &layers)
 {
     QDataStream stream(&device);
-    stream.setVersion(kStreamVersion);
-    stream << alembicPath << qint32(layers.size());
+    const QByteArray head = sceneHead(alembicPath, layers.size());
+    stream.writeRawData(head.constData(), head.size());
     for (const LayerData *layer : layers)
         writeLayerRecord(stream, *layer);
     return stream.status() == QDataStream::Ok;
@@ -225,18 +235,100 @@ QString replaceScene(const QString &path, const QString &alembicPath,
 
 } // namespace
 
-void writeLayerRecord(QDataStream &stream, const LayerData &layer)
+size_t arrayItemCount(const LayerData &layer, RecordArray array)
 {
+    switch (array) {
+    case RecordArray::BasePoints:
+        return layer.basePoints().size();
+    case RecordArray::OffsetPoints:
+        return layer.offsetPoints().size();
+    case RecordArray::Mask:
+        return layer.mask().size();
+    }
+    return 0;
+}
+
+quint64 arrayRevision(const LayerData &layer, RecordArray array)
+{
+    switch (array) {
+    case RecordArray::BasePoints:
+        return layer.basePointsRevision();
+    case RecordArray::OffsetPoints:
+        return layer.offsetPointsRevision();
+    case RecordArray::Mask:
+        return layer.maskRevision();
+    }
+    return 0;
+}
+
+QByteArray arrayBytes(const LayerData &layer, RecordArray array, size_t begin, size_t count)
+{
+    switch (array) {
+    case RecordArray::BasePoints:
+        return itemBytes(layer.basePoints(), begin, count, kPointBytes, putPoint);
+    case RecordArray::OffsetPoints:
+        return itemBytes(layer.offsetPoints(), begin, count, kPointBytes, putPoint);
+    case RecordArray::Mask:
+        return itemBytes(layer.mask(), begin, count, kMaskBytes, putMask);
+    }
+    return QByteArray();
+}
+
+QByteArray sceneHead(const QString &alembicPath, size_t layerCount)
+{
+    QByteArray bytes;
+    QDataStream stream(&bytes, QIODevice::WriteOnly);
+    stream.setVersion(kStreamVersion);
+    stream << alembicPath << qint32(layerCount);
+    return bytes;
+}
+
+QByteArray recordHead(const LayerData &layer)
+{
+    QByteArray bytes;
+    QDataStream stream(&bytes, QIODevice::WriteOnly);
     stream << qint32(layer.basePoints().size()) << qint32(layer.offsetPoints().size())
            << qint32(layer.mask().size()) << qint32(layer.keys().size());
-    writeArray(stream, layer.basePoints(), kPointBytes, putPoint);
-    writeArray(stream, layer.offsetPoints(), kPointBytes, putPoint);
-    writeArray(stream, layer.mask(), kMaskBytes, putMask);
-    writeArray(stream, layer.keys(), kKeyBytes, putKey);
+    return bytes;
+}
+
+QByteArray recordTail(const LayerData &layer)
+{
+    QByteArray bytes = itemBytes(layer.keys(), 0, layer.keys().size(), kKeyBytes, putKey);
+    QDataStream stream(&bytes, QIODevice::Append);
+    stream.setVersion(kStreamVersion);
     stream << layer.name() << qint32(layer.kind()) << layer.intensity() << layer.reserved()
            << layer.selected() << layer.tangent() << qint32(layer.iterations())
            << qint32(layer.cloneIterations()) << layer.damping() << layer.stiffness()
            << layer.asMuscle();
+    return bytes;
+}
+
+QByteArray sceneMark(const QString &alembicPath, const std::vector<const LayerData *> &layers)
+{
+    QByteArray mark = sceneHead(alembicPath, layers.size());
+    QDataStream stream(&mark, QIODevice::Append);
+    for (const LayerData *layer : layers) {
+        QByteArray tail = recordTail(*layer);
+        // From the end: five floats and integers, tangent, selected.
+        constexpr int kSelectedFromEnd = 2 * 4 + 3 * 8 + 1 + 1;
+        tail[tail.size() - kSelectedFromEnd] = 0;
+        stream << layer->basePointsRevision() << layer->offsetPointsRevision()
+               << layer->maskRevision() << tail;
+    }
+    return mark;
+}
+
+void writeLayerRecord(QDataStream &stream, const LayerData &layer)
+{
+    const auto write = [&stream](const QByteArray &bytes) {
+        stream.writeRawData(bytes.constData(), bytes.size());
+    };
+    write(recordHead(layer));
+    for (const RecordArray array :
+         { RecordArray::BasePoints, RecordArray::OffsetPoints, RecordArray::Mask })
+        writeArray(stream, layer, array);
+    write(recordTail(layer));
     qCDebug(lcApp).noquote().nospace() << "saving damping as " << layer.damping();
 }
 

@@ -30,6 +30,19 @@ struct SceneContent {
     SceneRead read = SceneRead::NotOpened;
 };
 
+/// A file's parts, for a writer that need not make them in one go: sceneHead(), then for each layer
+/// recordHead(), the bytes of its three arrays, recordTail().
+QByteArray sceneHead(const QString &alembicPath, size_t layerCount);
+QByteArray recordHead(const LayerData &layer);
+enum class RecordArray { BasePoints, OffsetPoints, Mask };
+size_t arrayItemCount(const LayerData &layer, RecordArray array);
+quint64 arrayRevision(const LayerData &layer, RecordArray array);
+QByteArray arrayBytes(const LayerData &layer, RecordArray array, size_t begin, size_t count);
+QByteArray recordTail(const LayerData &layer); ///< keys, name and the rest
+
+/// Small, and another one whenever the scene's file would be, but for which layer is selected.
+QByteArray sceneMark(const QString &alembicPath, const std::vector<const LayerData *> &layers);
+
 /// One record, with the debug line that tells its damping. The stream keeps its default byte order
 /// and float precision.
 void writeLayerRecord(QDataStream &stream, const LayerData &layer);

@@ -1,4 +1,5 @@
 #include "app/Global.h"
+#include "app/Recovery.h"
 #include "app/Startup.h"
 
 #include <QApplication>
@@ -12,7 +13,11 @@ int main(int argc, char *argv[])
     Global::createWindows();
     Global global;
     Global::connectSignals(global);
-    QApplication::exec();
+    {
+        Recovery recovery(Recovery::userFolder());
+        recovery.start(*Global::mainWindow());
+        QApplication::exec();
+    }
     Global::destroyAll();
     return 0;
 }

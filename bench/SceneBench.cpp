@@ -3,10 +3,14 @@
 // replaces the old one; and read by one call into fresh memory. Files lie in the system's folder
 // for temporary files, and are read from the system's cache. Not timed: making the layers and
 // freeing what was loaded. The aim is a ratio of at most 1.5.
+// gather: the same bytes made for the recovery file in slices. longest_slice_ms is how long the
+// window waits at most; the aim is below 10.
 // memory_ratio: the process's growth at its peak over the layers' own arrays; the aim is below 1.2.
+#include "app/RecoveryPieces.h"
 #include "app/SceneStream.h"
 #include "bench/Paired.h"
 
+#include <QElapsedTimer>
 #include <QFile>
 #include <QLoggingCategory>
 #include <QTemporaryDir>
@@ -161,8 +165,34 @@ void load(benchmark::State &state)
     pair.report(state);
 }
 
+void gather(benchmark::State &state)
+{
+    const Layers layers = fiveLayers(size_t(state.range(0)));
+    const RecoveryPieces::Layers all = pointers(layers);
+    double longest = 0.0;
+    for (auto _ : state) {
+        RecoveryPieces pieces { {} };
+        const auto slice = [&](const auto &call) {
+            QElapsedTimer timer;
+            timer.start();
+            const bool done = call();
+            longest = std::max(longest, double(timer.nsecsElapsed()) / 1e6);
+            return done;
+        };
+        while (!slice([&] { return pieces.gather(all, kRecoverySlice); })) { }
+        std::vector<RecoveryFile::Piece> taken;
+        slice([&] {
+            taken = pieces.take(QString(), all);
+            return true;
+        });
+        benchmark::DoNotOptimize(taken.data());
+    }
+    state.counters["longest_slice_ms"] = longest;
+}
+
 } // namespace
 
+BENCHMARK(gather)->Arg(1000000)->Iterations(9)->Unit(benchmark::kMillisecond);
 BENCHMARK(save)->Arg(1000000)->Iterations(9)->UseManualTime()->Unit(benchmark::kMillisecond);
 BENCHMARK(load)->Arg(1000000)->Iterations(9)->UseManualTime()->Unit(benchmark::kMillisecond);
 
