@@ -232,7 +232,7 @@ void PlaybackGLTest::theMeshFollowsTheKeys()
     import(first);
     m_receiver.addLayer(int(LayerKind::Sculpt));
     LayerData &data = *Global::layers().back()->data();
-    for (QVector4D &point : data.offsetPoints())
+    for (QVector4D &point : data.editOffsetPoints())
         point.setX(point.x() + 4.0f);
     data.setKeys({ { first / 24.0, 0.0f, false }, { (first + 11) / 24.0, 0.0f, false } });
     Global::timeControls()->setCurrentTime(first + 10);
