@@ -193,6 +193,7 @@ void Global::clearScene()
 bool Global::saveScene(const QString &path)
 {
     endInteractions(); // what is on screen is what is saved
+    const MeshScope scope; // a simulation's points may lie on the card
     std::vector<const LayerData *> records;
     records.reserve(s_layers.size());
     for (const Layer *layer : s_layers)

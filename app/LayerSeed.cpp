@@ -10,9 +10,9 @@ namespace {
 
 void seedMush(LayerData &layer)
 {
-    layer.setBasePoints(Global::mesh()->restPoints());
-    layer.setOffsetPoints(Global::mesh()->restPoints());
-    if (layer.iterations() == 0 || layer.offsetPoints().empty())
+    layer.setBasePoints(Global::mesh()->revisedRestPoints());
+    layer.setOffsetPoints(Global::mesh()->revisedRestPoints());
+    if (layer.iterations() == 0 || layer.revisedOffsetPoints().empty())
         return;
     if (const MeshScope scope; scope)
         rebuildMushBase(*Global::mesh(), layer);
@@ -23,11 +23,11 @@ bool seedEmpty(bool sculpts)
     bool seeded = false;
     for (Layer *layer : Global::layers()) {
         LayerData &data = *layer->data();
-        if ((data.kind() == LayerKind::Sculpt) != sculpts || !data.basePoints().empty() ||
-            !data.offsetPoints().empty())
+        if ((data.kind() == LayerKind::Sculpt) != sculpts || !data.revisedBasePoints().empty() ||
+            !data.revisedOffsetPoints().empty())
             continue;
         seedPoints(data);
-        seeded = seeded || !data.basePoints().empty();
+        seeded = seeded || !data.revisedBasePoints().empty();
     }
     return seeded;
 }
@@ -39,14 +39,15 @@ void seedPoints(LayerData &layer)
     switch (layer.kind()) {
     case LayerKind::Sculpt:
         if (const MeshScope scope; scope) {
-            layer.setBasePoints(Global::mesh()->readBack<QVector4D>(Semantic::kPosition));
-            layer.setOffsetPoints(layer.basePoints());
+            const RevisedPoints pose = Global::mesh()->readBack<QVector4D>(Semantic::kPosition);
+            layer.setBasePoints(pose);
+            layer.setOffsetPoints(pose);
         }
         return;
     case LayerKind::Mush:
         return seedMush(layer);
     case LayerKind::Cloth:
-        return layer.setBasePoints(Global::mesh()->restPoints());
+        return layer.setBasePoints(Global::mesh()->revisedRestPoints());
     case LayerKind::Relax:
     case LayerKind::Jiggle: // fills its points at its first evaluation
         return;

@@ -239,11 +239,11 @@ size_t arrayItemCount(const LayerData &layer, RecordArray array)
 {
     switch (array) {
     case RecordArray::BasePoints:
-        return layer.basePoints().size();
+        return layer.revisedBasePoints().size();
     case RecordArray::OffsetPoints:
-        return layer.offsetPoints().size();
+        return layer.revisedOffsetPoints().size();
     case RecordArray::Mask:
-        return layer.mask().size();
+        return layer.revisedMask().size();
     }
     return 0;
 }
@@ -252,11 +252,11 @@ quint64 arrayRevision(const LayerData &layer, RecordArray array)
 {
     switch (array) {
     case RecordArray::BasePoints:
-        return layer.basePointsRevision();
+        return layer.revisedBasePoints().revision();
     case RecordArray::OffsetPoints:
-        return layer.offsetPointsRevision();
+        return layer.revisedOffsetPoints().revision();
     case RecordArray::Mask:
-        return layer.maskRevision();
+        return layer.revisedMask().revision();
     }
     return 0;
 }
@@ -287,8 +287,8 @@ QByteArray recordHead(const LayerData &layer)
 {
     QByteArray bytes;
     QDataStream stream(&bytes, QIODevice::WriteOnly);
-    stream << qint32(layer.basePoints().size()) << qint32(layer.offsetPoints().size())
-           << qint32(layer.mask().size()) << qint32(layer.keys().size());
+    stream << qint32(layer.revisedBasePoints().size()) << qint32(layer.revisedOffsetPoints().size())
+           << qint32(layer.revisedMask().size()) << qint32(layer.keys().size());
     return bytes;
 }
 
@@ -313,8 +313,8 @@ QByteArray sceneMark(const QString &alembicPath, const std::vector<const LayerDa
         // From the end: five floats and integers, tangent, selected.
         constexpr int kSelectedFromEnd = 2 * 4 + 3 * 8 + 1 + 1;
         tail[tail.size() - kSelectedFromEnd] = 0;
-        stream << layer->basePointsRevision() << layer->offsetPointsRevision()
-               << layer->maskRevision() << tail;
+        stream << layer->revisedBasePoints().revision() << layer->revisedOffsetPoints().revision()
+               << layer->revisedMask().revision() << tail;
     }
     return mark;
 }

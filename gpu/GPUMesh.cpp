@@ -223,7 +223,7 @@ void GPUMesh::allocateBuffers()
 
 void GPUMesh::clear()
 {
-    m_restPoints.clear();
+    m_restPoints = {};
     const Topology *topology = std::exchange(m_topology, nullptr);
     m_vertexCount = 0;
     m_triangleCount = 0;
@@ -241,6 +241,15 @@ GLBuffer *GPUMesh::bufferBySemantic(const QString &semantic)
     }
     qCDebug(lcGpu).noquote() << "can't find the buffer, semantic doesn't exist:" << semantic;
     return nullptr;
+}
+
+RevisedPoints GPUMesh::keep(const QString &semantic)
+{
+    GLBuffer *buffer = initialize() ? bufferBySemantic(semantic) : nullptr;
+    if (!buffer)
+        return {};
+    std::optional<RevisedPoints> kept = m_cardArrays.keep(*buffer);
+    return kept ? std::move(*kept) : RevisedPoints(buffer->readBack<QVector4D>());
 }
 
 void GPUMesh::fillZero(const QString &semantic)

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "gpu/BrushType.h"
+#include "gpu/CardArrays.h"
 #include "gpu/GLBuffer.h"
 #include "gpu/GpuRecords.h"
 #include "layers/LayerData.h"
@@ -68,8 +69,9 @@ public:
     /// The rest pose: the start frame's points at import, replaced by "Save Morph". Mush and Cloth
     /// layers start from it, the clone brush rebuilds it. Its length may differ from the vertex
     /// count (an archive whose start frame could not be read); who needs it checks.
-    const PointArray &restPoints() const { return m_restPoints; }
-    void setRestPoints(PointArray points) { m_restPoints = std::move(points); }
+    const PointArray &restPoints() const { return m_restPoints.items(); }
+    const RevisedPoints &revisedRestPoints() const { return m_restPoints; }
+    void setRestPoints(RevisedPoints points) { m_restPoints = std::move(points); }
 
     /// Null, and a debug line, for a name that is in no row of the table.
     GLBuffer *bufferBySemantic(const QString &semantic);
@@ -83,6 +85,20 @@ public:
         buffer->upload(items);
         return true;
     }
+    /// The same of what a layer holds: uploaded only where the card has not kept it.
+    template <class Item> bool fill(const QString &semantic, const RevisedArray<Item> &array)
+    {
+        GLBuffer *buffer = initialize() ? bufferBySemantic(semantic) : nullptr;
+        if (!buffer || int(array.size()) != buffer->itemCount())
+            return false;
+        if (!m_cardArrays.copyTo(*buffer, array))
+            buffer->upload(array.items());
+        return true;
+    }
+    /// The buffer's points of this moment, as an array that stays on the card where it has room.
+    RevisedPoints keep(const QString &semantic);
+    /// Of what fill() keeps on the card, in bytes; 0 uploads every time.
+    void setCardLimit(qint64 bytes) { m_cardArrays.setLimit(bytes); }
     template <class Item> std::vector<Item> readBack(const QString &semantic)
     {
         GLBuffer *buffer = initialize() ? bufferBySemantic(semantic) : nullptr;
@@ -117,8 +133,8 @@ public:
     void clone(int iterations, float intensity, bool tangent);
     void relax(int iterations, float intensity, bool useMask, bool cotangent);
     /// `basePoints` (relaxed rest pose) and `offsetPoints` (rest pose): one per vertex.
-    void mush(int iterations, int cloneIterations, float envelope, const PointArray &basePoints,
-              const PointArray &offsetPoints);
+    void mush(int iterations, int cloneIterations, float envelope, const RevisedPoints &basePoints,
+              const RevisedPoints &offsetPoints);
     void jiggle(float intensity, float damping, float stiffness, float asMuscle,
                 int cloneIterations);
     void cloth(int steps, float intensity);
@@ -172,11 +188,12 @@ private:
     const Topology *m_topology = nullptr;
     int m_vertexCount = 0;
     int m_triangleCount = 0;
-    PointArray m_restPoints;
+    RevisedPoints m_restPoints;
     PointArray m_lastGoodPoints; ///< what a frame that cannot be read falls back to
     PointArray m_framePoints; ///< where the next frame is read to
     std::optional<int> m_fallbackFrame; ///< the frame of the last load, where it could not be read
     std::array<GLBuffer, 16> m_buffers;
+    CardArrays m_cardArrays;
     std::array<std::unique_ptr<QOpenGLShaderProgram>, size_t(Program::Count)> m_programs;
     std::unique_ptr<QOpenGLTexture> m_clayAlpha;
     std::unique_ptr<QOpenGLTexture> m_creaseAlpha;

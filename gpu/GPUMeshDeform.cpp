@@ -69,7 +69,7 @@ void GPUMesh::relax(int iterations, float intensity, bool useMask, bool cotangen
 }
 
 void GPUMesh::mush(int iterations, int cloneIterations, float envelope,
-                   const PointArray &basePoints, const PointArray &offsetPoints)
+                   const RevisedPoints &basePoints, const RevisedPoints &offsetPoints)
 {
     const auto count = size_t(m_vertexCount);
     if (iterations <= 0 || basePoints.size() != count || offsetPoints.size() != count ||
@@ -79,8 +79,8 @@ void GPUMesh::mush(int iterations, int cloneIterations, float envelope,
     relax(iterations, 1.0f, false, false);
     copyBuffer(Semantic::kPosition, Semantic::kNormal); // the smoothed pose
     copyBuffer(Semantic::kDeltas, Semantic::kPosition);
-    upload(Semantic::kBasePoints, basePoints);
-    upload(Semantic::kOffsetPoints, offsetPoints);
+    fill(Semantic::kBasePoints, basePoints);
+    fill(Semantic::kOffsetPoints, offsetPoints);
     {
         ProgramScope kernel(program(Program::Mush));
         kernel.set("intensity", 1.0f);
@@ -120,7 +120,7 @@ void GPUMesh::cloth(int steps, float intensity)
         return;
     }
     copyBuffer(Semantic::kPosition, Semantic::kDeltas); // the pose before
-    upload(Semantic::kBackupPoints, m_restPoints);
+    fill(Semantic::kBackupPoints, m_restPoints);
     copyBuffer(Semantic::kPosition, Semantic::kNormal); // the second position buffer
     fillZero(Semantic::kBasePoints); // both velocities start at rest
     fillZero(Semantic::kOffsetPoints);

@@ -11,7 +11,7 @@ namespace {
 bool hasPointsFor(const LayerData &layer, const GPUMesh &mesh)
 {
     const auto count = size_t(mesh.vertexCount());
-    return layer.basePoints().size() == count && layer.offsetPoints().size() == count;
+    return layer.revisedBasePoints().size() == count && layer.revisedOffsetPoints().size() == count;
 }
 
 QString passedOver(const LayerData &layer, const QString &reason)
@@ -23,7 +23,7 @@ QString passedOver(const LayerData &layer, const QString &reason)
 bool canApply(const LayerData &layer, float weight, const GPUMesh &mesh)
 {
     const bool needsPoints = layer.kind() == LayerKind::Sculpt || layer.kind() == LayerKind::Mush;
-    if (needsPoints && layer.basePoints().empty() && layer.offsetPoints().empty())
+    if (needsPoints && layer.revisedBasePoints().empty() && layer.revisedOffsetPoints().empty())
         return false; // made before there was a mesh, and about to be filled from this one
     QString reason;
     if (!std::isfinite(weight)) // out of a damaged scene file; it would take the whole mesh away
@@ -37,18 +37,16 @@ bool canApply(const LayerData &layer, float weight, const GPUMesh &mesh)
     return reason.isEmpty();
 }
 
-void uploadMask(GPUMesh &mesh, const std::vector<float> &mask)
+void fillMask(GPUMesh &mesh, const LayerData &layer)
 {
-    if (int(mask.size()) != mesh.vertexCount())
+    if (!mesh.fill(Semantic::kMask, layer.revisedMask()))
         mesh.fillZero(Semantic::kMask);
-    else
-        mesh.upload(Semantic::kMask, mask);
 }
 
 void applySculpt(GPUMesh &mesh, const LayerData &layer, float weight)
 {
-    mesh.upload(Semantic::kBasePoints, layer.basePoints());
-    mesh.upload(Semantic::kOffsetPoints, layer.offsetPoints());
+    mesh.fill(Semantic::kBasePoints, layer.revisedBasePoints());
+    mesh.fill(Semantic::kOffsetPoints, layer.revisedOffsetPoints());
     // A layer turned inside out has no shape to force, so cloning never gets a negative intensity.
     mesh.addDeltas(layer.tangent(), weight, layer.cloneIterations(), std::max(weight, 0.0f));
 }
@@ -60,21 +58,21 @@ JiggleStep &beginJiggleStep(GPUMesh &mesh, LayerData &layer, const PlayState &pl
     JiggleStep &step = layer.jiggleStep();
     const auto count = size_t(mesh.vertexCount());
     if (step.frameSerial != play.frameSerial) {
-        step.previousPoints = std::move(layer.basePoints());
-        step.currentPoints = std::move(layer.offsetPoints());
+        step.previousPoints = layer.revisedBasePoints();
+        step.currentPoints = layer.revisedOffsetPoints();
         step.frameSerial = play.frameSerial;
     }
     const bool fits = step.previousPoints.size() == count && step.currentPoints.size() == count;
     if (play.atStartFrame || !fits)
-        step.previousPoints = step.currentPoints = mesh.readBack<QVector4D>(Semantic::kPosition);
+        step.previousPoints = step.currentPoints = mesh.keep(Semantic::kPosition);
     return step;
 }
 
 void applyJiggle(GPUMesh &mesh, LayerData &layer, float weight, const PlayState &play)
 {
     const JiggleStep &step = beginJiggleStep(mesh, layer, play);
-    mesh.upload(Semantic::kBasePoints, step.previousPoints);
-    mesh.upload(Semantic::kDeltas, step.currentPoints);
+    mesh.fill(Semantic::kBasePoints, step.previousPoints);
+    mesh.fill(Semantic::kDeltas, step.currentPoints);
     if (layer.asMuscle() > 0.0f)
         mesh.updateNormals();
     // The shape whose integrity is kept is the one that comes in; without this the clone would take
@@ -83,8 +81,8 @@ void applyJiggle(GPUMesh &mesh, LayerData &layer, float weight, const PlayState 
         mesh.copyBuffer(Semantic::kPosition, Semantic::kOffsetPoints);
     mesh.jiggle(weight, layer.damping(), layer.stiffness(), layer.asMuscle(),
                 layer.cloneIterations());
-    layer.setBasePoints(mesh.readBack<QVector4D>(Semantic::kBasePoints));
-    layer.setOffsetPoints(mesh.readBack<QVector4D>(Semantic::kDeltas));
+    layer.setBasePoints(mesh.keep(Semantic::kBasePoints));
+    layer.setOffsetPoints(mesh.keep(Semantic::kDeltas));
 }
 } // namespace
 
@@ -96,13 +94,13 @@ void applyLayer(GPUMesh &mesh, LayerData &layer, float weight, const PlayState &
     if (layer.kind() == LayerKind::Jiggle && !play.playing)
         return;
 
-    uploadMask(mesh, layer.mask());
+    fillMask(mesh, layer);
     switch (layer.kind()) {
     case LayerKind::Sculpt:
         return applySculpt(mesh, layer, weight);
     case LayerKind::Mush:
-        return mesh.mush(layer.iterations(), layer.cloneIterations(), weight, layer.basePoints(),
-                         layer.offsetPoints());
+        return mesh.mush(layer.iterations(), layer.cloneIterations(), weight,
+                         layer.revisedBasePoints(), layer.revisedOffsetPoints());
     case LayerKind::Relax:
         return mesh.relax(layer.iterations(), weight, true, layer.tangent());
     case LayerKind::Jiggle:
@@ -115,23 +113,23 @@ void applyLayer(GPUMesh &mesh, LayerData &layer, float weight, const PlayState &
 void showMask(GPUMesh &mesh, const LayerData *layer)
 {
     if (layer)
-        uploadMask(mesh, layer->mask());
+        fillMask(mesh, *layer);
     else
         mesh.fillZero(Semantic::kMask);
 }
 
 void rebuildMushBase(GPUMesh &mesh, LayerData &layer)
 {
-    if (int(layer.offsetPoints().size()) != mesh.vertexCount()) {
+    if (int(layer.revisedOffsetPoints().size()) != mesh.vertexCount()) {
         qCDebug(lcGpu).noquote() << passedOver(layer,
                                                QStringLiteral("its points do not fit the mesh"));
         return;
     }
     mesh.copyBuffer(Semantic::kPosition, Semantic::kNormal);
-    mesh.upload(Semantic::kPosition, layer.offsetPoints());
+    mesh.fill(Semantic::kPosition, layer.revisedOffsetPoints());
     mesh.relax(layer.iterations(), 1.0f, false, false);
     PointArray relaxed = mesh.readBack<QVector4D>(Semantic::kPosition);
     mesh.copyBuffer(Semantic::kNormal, Semantic::kPosition);
-    if (relaxed.size() == layer.offsetPoints().size()) // not so without OpenGL 4.3
+    if (relaxed.size() == layer.revisedOffsetPoints().size()) // not so without OpenGL 4.3
         layer.setBasePoints(std::move(relaxed));
 }

@@ -16,6 +16,14 @@ bool operator==(const LayerKey &a, const LayerKey &b)
     return a.time == b.time && a.value == b.value && a.flag == b.flag;
 }
 
+void LayerData::bringHome()
+{
+    for (const RevisedPoints *points :
+         { &m_basePoints, &m_offsetPoints, &m_jiggleStep.previousPoints,
+           &m_jiggleStep.currentPoints })
+        static_cast<void>(points->items());
+}
+
 quint64 nextArrayRevision()
 {
     static quint64 last = 0;

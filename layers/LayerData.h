@@ -1,5 +1,7 @@
 #pragma once
 
+#include "layers/RevisedArray.h"
+
 #include <QString>
 #include <QVector4D>
 
@@ -9,6 +11,8 @@
 
 /// Points as the graphics card holds them: x, y, z and w = 1 (directions: w = 0), world space.
 using PointArray = std::vector<QVector4D>;
+using RevisedPoints = RevisedArray<QVector4D>;
+using RemotePoints = RemoteArray<QVector4D>;
 
 /// The stored number is the layer panel's button, the scene file's type and the GPU pass.
 enum class LayerKind : qint32 { Sculpt = 0, Mush = 1, Relax = 2, Jiggle = 3, Cloth = 4 };
@@ -25,39 +29,12 @@ struct LayerKey {
 
 bool operator==(const LayerKey &a, const LayerKey &b);
 
-/// Never 0, never the same. GUI thread only.
-quint64 nextArrayRevision();
-
 /// What a Jiggle layer's latest step began from: further evaluations of its frame repeat the step
 /// from there. Lives while playing; scenes do not store it.
 struct JiggleStep {
     std::optional<quint64> frameSerial; ///< PlayState's; none before the first step
-    PointArray previousPoints;
-    PointArray currentPoints;
-};
-
-/// An array that tells its changes. Each gives it a number that no other content of any array
-/// bears, so that what was made of a content (bytes, a buffer) can be kept under its number. A copy
-/// has the same content and so the same number; 0 is an array that was never set.
-template <class Item> class RevisedArray {
-public:
-    const std::vector<Item> &items() const { return m_items; }
-    quint64 revision() const { return m_revision; }
-    void set(std::vector<Item> items)
-    {
-        m_items = std::move(items);
-        m_revision = nextArrayRevision();
-    }
-    /// To be changed in place, at once: the number is new when this returns.
-    std::vector<Item> &edit()
-    {
-        m_revision = nextArrayRevision();
-        return m_items;
-    }
-
-private:
-    std::vector<Item> m_items;
-    quint64 m_revision = 0;
+    RevisedPoints previousPoints;
+    RevisedPoints currentPoints;
 };
 
 /// Everything that the scene file stores of one layer. Owned by exactly one Layer. A plain record:
@@ -72,17 +49,17 @@ private:
 class LayerData {
 public:
     const PointArray &basePoints() const { return m_basePoints.items(); }
-    void setBasePoints(PointArray points) { m_basePoints.set(std::move(points)); }
-    quint64 basePointsRevision() const { return m_basePoints.revision(); }
+    const RevisedPoints &revisedBasePoints() const { return m_basePoints; }
+    void setBasePoints(RevisedPoints points) { m_basePoints = std::move(points); }
 
     const PointArray &offsetPoints() const { return m_offsetPoints.items(); }
     PointArray &editOffsetPoints() { return m_offsetPoints.edit(); }
-    void setOffsetPoints(PointArray points) { m_offsetPoints.set(std::move(points)); }
-    quint64 offsetPointsRevision() const { return m_offsetPoints.revision(); }
+    const RevisedPoints &revisedOffsetPoints() const { return m_offsetPoints; }
+    void setOffsetPoints(RevisedPoints points) { m_offsetPoints = std::move(points); }
 
     const std::vector<float> &mask() const { return m_mask.items(); }
-    void setMask(std::vector<float> mask) { m_mask.set(std::move(mask)); }
-    quint64 maskRevision() const { return m_mask.revision(); }
+    const RevisedArray<float> &revisedMask() const { return m_mask; }
+    void setMask(RevisedArray<float> mask) { m_mask = std::move(mask); }
 
     std::vector<LayerKey> &keys() { return m_keys; }
     const std::vector<LayerKey> &keys() const { return m_keys; }
@@ -111,10 +88,12 @@ public:
     float asMuscle() const { return m_asMuscle; }
     void setAsMuscle(float amount) { m_asMuscle = amount; }
     JiggleStep &jiggleStep() { return m_jiggleStep; }
+    /// Fetches what a simulation left elsewhere; see RevisedArray for what that needs.
+    void bringHome();
 
 private:
-    RevisedArray<QVector4D> m_basePoints;
-    RevisedArray<QVector4D> m_offsetPoints;
+    RevisedPoints m_basePoints;
+    RevisedPoints m_offsetPoints;
     RevisedArray<float> m_mask; ///< 0 = free, 1 = fully masked
     std::vector<LayerKey> m_keys;
     QString m_name;

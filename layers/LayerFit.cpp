@@ -15,18 +15,18 @@ std::vector<size_t> boundLengths(const LayerData &layer)
     switch (layer.kind()) {
     case LayerKind::Sculpt:
     case LayerKind::Mush:
-        lengths = { layer.basePoints().size(), layer.offsetPoints().size() };
+        lengths = { layer.revisedBasePoints().size(), layer.revisedOffsetPoints().size() };
         break;
     case LayerKind::Cloth:
-        if (!layer.basePoints().empty())
-            lengths = { layer.basePoints().size() };
+        if (!layer.revisedBasePoints().empty())
+            lengths = { layer.revisedBasePoints().size() };
         break;
     case LayerKind::Relax:
     case LayerKind::Jiggle:
         break;
     }
-    if (!layer.mask().empty())
-        lengths.push_back(layer.mask().size());
+    if (!layer.revisedMask().empty())
+        lengths.push_back(layer.revisedMask().size());
     return lengths;
 }
 

@@ -147,10 +147,10 @@ bool Sculpt::prepareBuffers(BrushType brush)
     case BrushType::None:
         return true;
     case BrushType::Fix:
-        return mesh.upload(Semantic::kOffsetPoints, mesh.restPoints());
+        return mesh.fill(Semantic::kOffsetPoints, mesh.revisedRestPoints());
     case BrushType::Erase:
-        return mesh.upload(Semantic::kBackupPoints, m_layer->data()->basePoints()) &&
-            mesh.upload(Semantic::kOffsetPoints, m_layer->data()->offsetPoints());
+        return mesh.fill(Semantic::kBackupPoints, m_layer->data()->revisedBasePoints()) &&
+            mesh.fill(Semantic::kOffsetPoints, m_layer->data()->revisedOffsetPoints());
     case BrushType::Move:
         pickVertices();
         if (MainWindow::symmetry())

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "layers/CommandStack.h"
-#include "layers/LayerData.h"
+#include "layers/SparsePoints.h"
 
 class Layer;
 
@@ -11,7 +11,7 @@ class Layer;
 class SculptCommand : public Command {
 public:
     /// `deltas`: world-space displacement, one per vertex.
-    SculptCommand(Layer *layer, PointArray deltas);
+    SculptCommand(Layer *layer, const PointArray &deltas);
 
     void execute() override { redo(); }
     void undo() override;
@@ -19,6 +19,8 @@ public:
     bool actsOn(const void *target) const override { return target == m_layer; }
 
 private:
+    bool add(float factor);
+
     Layer *m_layer;
-    PointArray m_deltas;
+    SparsePoints m_deltas;
 };

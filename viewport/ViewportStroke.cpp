@@ -30,7 +30,7 @@ std::unique_ptr<Command> strokeCommand(Layer *layer)
         if (!isFinitePoint(delta))
             delta = {};
     }
-    return std::make_unique<SculptCommand>(layer, std::move(deltas));
+    return std::make_unique<SculptCommand>(layer, deltas);
 }
 
 }

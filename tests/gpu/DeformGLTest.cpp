@@ -188,6 +188,7 @@ private slots:
     void unfitMaskCountsAsZeros();
     void countsAreHeld();
     void sameFrameSameBits();
+    void layersStayOnTheCard();
     void jiggleStartsAtRest();
     void mushBaseIsTheRelaxedRestPose();
 
@@ -370,6 +371,44 @@ void DeformGLTest::sameFrameSameBits()
         for (size_t frame = 0; frame < runs[0].size(); ++frame)
             QVERIFY(sameBits(runs[1][frame], runs[0][frame]));
     }
+}
+
+/// Kept there or uploaded each time, the same bits; kept, a frame uploads nothing but itself, and a
+/// layer that changed its array anew.
+void DeformGLTest::layersStayOnTheCard()
+{
+    const MeshScene scene = meshScene(testSphere());
+    std::vector<PointArray> runs[2];
+    PointArray states[2];
+    const qint64 room = 3 * 16 * qint64(scene.position.size()), limits[] = { 0, 100 * room };
+    for (const int kept : { 0, 1 }) {
+        m_stage->load(scene);
+        mesh().setCardLimit(limits[kept]);
+        std::vector<LayerData> layers = oneOfEachKind(scene);
+        for (int frame = 0; frame < 6; ++frame) {
+            if (frame == 4)
+                layers[1].editOffsetPoints()[3] += QVector4D(0.1f, 0.0f, 0.0f, 0.0f);
+            const GpuCounters before = gpuCounters();
+            mesh().upload(Semantic::kPosition, bent(scene.position, 0.1f * float(frame)));
+            for (LayerData &layer : layers)
+                applyLayer(mesh(), layer, 0.8f, { true, frame == 0, quint64(frame) });
+            const quint64 uploads = gpuCounters().uploads - before.uploads;
+            if (kept && frame > 0)
+                QCOMPARE(uploads, quint64(frame == 4 ? 2 : 1));
+            QCOMPARE(gpuCounters().readBacks, before.readBacks);
+            runs[kept].push_back(m_stage->points());
+        }
+        layers[0].bringHome();
+        states[kept] = layers[0].offsetPoints();
+        const LayerData copy = layers[0]; // whose state at home is uploaded again
+        runs[kept].push_back(evaluated(layers, scene.position, { true, false, 6 }));
+        layers[0] = copy;
+        QVERIFY(sameBits(evaluated(layers, scene.position, { true, false, 7 }), runs[kept].back()));
+    }
+    QCOMPARE(runs[0].size(), runs[1].size());
+    for (size_t i = 0; i < runs[0].size(); ++i)
+        QVERIFY(sameBits(runs[0][i], runs[1][i]));
+    QVERIFY(sameBits(states[0], states[1]));
 }
 
 /// At the start frame, and with arrays that fit another mesh.

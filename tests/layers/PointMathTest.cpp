@@ -1,4 +1,5 @@
 #include "layers/PointMath.h"
+#include "layers/SparsePoints.h"
 #include "support/TestMeshes.h"
 
 #include <QtTest>
@@ -9,6 +10,7 @@ class PointMathTest : public QObject {
 private slots:
     void boundsPassOverBrokenPoints();
     void noFinitePointHasNoBounds();
+    void sparsePointsKeepWhatIsThere();
 };
 
 void PointMathTest::boundsPassOverBrokenPoints()
@@ -30,6 +32,26 @@ void PointMathTest::noFinitePointHasNoBounds()
     QVERIFY(!boundsOf({}).has_value());
     QVERIFY(!boundsOf({ testNaNPoint().points[12], testNaNPoint().points[0] }).has_value());
     QVERIFY(isFinitePoint(testNaNPoint().points[1]));
+}
+
+void PointMathTest::sparsePointsKeepWhatIsThere()
+{
+    const QVector4D p(1, -2, 3, 0), none;
+    for (const PointArray &deltas : { PointArray {},
+                                      { none },
+                                      { p },
+                                      { p, none, none, p, p },
+                                      { none, p, none, QVector4D(0, 0, 0, 1), none } }) {
+        const PointArray start(deltas.size(), QVector4D(1, 1, 1, 1));
+        PointArray points = start, expected = start;
+        SparsePoints(deltas).addTo(points, 0.5f);
+        for (size_t i = 0; i < deltas.size(); ++i)
+            expected[i] += deltas[i] * 0.5f;
+        QCOMPARE(points, expected);
+    }
+    PointArray stroke(1000);
+    std::fill_n(stroke.begin() + 100, 10, p);
+    QVERIFY(SparsePoints(stroke).storedBytes() < 200);
 }
 
 QTEST_APPLESS_MAIN(PointMathTest)
