@@ -1,81 +1,26 @@
 #include "alembic/AlembicFile.h"
 
-#include "alembic/GuardedSamples.h"
+#include "alembic/ArchiveContent.h"
 #include "alembic/Log.h"
 #include "layers/Topology.h"
 
 #include <QFile>
 
 #include <Alembic/Abc/ArchiveInfo.h>
-#include <Alembic/AbcCoreOgawa/ReadWrite.h>
-#include <Alembic/AbcGeom/ICamera.h>
-#include <Alembic/AbcGeom/IPolyMesh.h>
-#include <Alembic/AbcGeom/ISubD.h>
-#include <Alembic/AbcGeom/IXform.h>
 
 #include <algorithm>
 #include <cstring>
 #include <limits>
 #include <optional>
-#include <span>
 #include <stdexcept>
+#include <string>
+#include <tuple>
 
 namespace {
 
 namespace Abc = Alembic::Abc;
-namespace AbcGeom = Alembic::AbcGeom;
-using Abc::ISampleSelector;
 using Imath::M44d;
-
-// Instances and damaged offsets can make a small file describe an endless hierarchy.
-constexpr int kMaxDepth = 256;
-constexpr std::size_t kMaxObjects = 1000000;
-
-/// A transform of the walk; `parent` is the next transform above it on the path walked, or -1. An
-/// instance's own parent would be that of its source, so the path has to be kept here.
-struct Transform {
-    guarded::TransformSamples samples;
-    int parent = -1;
-};
-
-struct Mesh {
-    AbcGeom::IPolyMesh object;
-    int transform = -1; ///< the nearest transform above, or -1
-};
-
-struct Camera {
-    std::string name;
-    guarded::CameraSamples samples;
-    int transform = -1; ///< the nearest transform above, or -1
-};
-
-/// World matrices at one time, for row vectors. Each transform is read at most once.
-class WorldMatrices {
-public:
-    WorldMatrices(const std::vector<Transform> &transforms, double seconds)
-        : m_transforms(transforms)
-        , m_when(seconds, ISampleSelector::kFloorIndex)
-        , m_matrices(transforms.size())
-    {
-    }
-
-    M44d of(int transform)
-    {
-        if (transform < 0)
-            return M44d();
-        const auto index = std::size_t(transform);
-        if (!m_matrices[index]) {
-            const Transform &node = m_transforms[index];
-            m_matrices[index] = node.samples.matrix(m_when) * of(node.parent);
-        }
-        return *m_matrices[index];
-    }
-
-private:
-    const std::vector<Transform> &m_transforms;
-    ISampleSelector m_when;
-    std::vector<std::optional<M44d>> m_matrices;
-};
+using Positions = ArchiveMesh::Positions;
 
 // Built a second time for machines with wider registers; the loader picks. Not with fused
 // multiplications, so that every machine gets the same points.
@@ -118,31 +63,48 @@ void transformPoints(const Imath::V3f *points, std::size_t count, const M44d &m,
     }
 }
 
-/// Appends a mesh's corner indices, shifted by the vertices before it. An index outside its own
-/// mesh becomes -1: shifted like the others it could name a vertex of another mesh.
-void appendShifted(std::vector<qint32> &merged, std::span<const qint32> indices, int vertexCount,
-                   int shift)
-{
-    merged.reserve(merged.size() + indices.size());
-    for (const qint32 index : indices)
-        merged.push_back(index >= 0 && index < vertexCount ? index + shift : -1);
-}
+/// The polygons of one mesh, and of all of them one after the other. Indices are corners, in face
+/// order.
+struct FaceList {
+    std::vector<qint32> indices, counts;
 
-/// A mesh that was given no sample may have been written without these. One without any of a
-/// mesh's properties is no mesh, and opening it says so.
-bool lacksGeometry(const Abc::IObject &object)
-{
-    const Abc::ICompoundProperty top = object.getProperties();
-    const std::string name = AbcGeom::IPolyMeshSchema::getDefaultSchemaName();
-    const auto *header = top.getPropertyHeader(name);
-    if (!header || !header->isCompound())
-        return false;
-    const Abc::ICompoundProperty geometry(top, name);
-    const char *const needed[] = { "P", ".faceIndices", ".faceCounts" };
-    return std::any_of(std::begin(needed), std::end(needed), [&geometry](const char *property) {
-        return !geometry.getPropertyHeader(property);
-    });
-}
+    /// Keeps the faces that the indices can fill; false where something was left over.
+    bool trim()
+    {
+        std::size_t kept = 0, corners = 0;
+        for (; kept < counts.size(); ++kept) {
+            const auto count = std::size_t(std::max(counts[kept], 0));
+            if (count > indices.size() - corners)
+                break;
+            corners += count;
+        }
+        const bool whole = kept == counts.size() && corners == indices.size();
+        counts.resize(kept);
+        indices.resize(corners);
+        return whole;
+    }
+
+    /// Winds every face the other way round. First corners stay: polygons are fanned from them.
+    void turn()
+    {
+        auto first = indices.begin();
+        for (const qint32 count : counts) {
+            if (count > 1)
+                std::reverse(first + 1, first + count);
+            first += std::max(count, 0);
+        }
+    }
+
+    /// Adds a mesh's faces behind those of the `shift` vertices before it. An index outside its own
+    /// mesh becomes -1: shifted like the others it could name a vertex of another mesh. Nothing is
+    /// reserved: exact sizes, mesh by mesh, would copy the whole list for each.
+    void append(const FaceList &mesh, int vertexCount, int shift)
+    {
+        counts.insert(counts.end(), mesh.counts.begin(), mesh.counts.end());
+        for (const qint32 index : mesh.indices)
+            indices.push_back(index >= 0 && index < vertexCount ? index + shift : -1);
+    }
+};
 
 QMatrix4x4 columnVectorMatrix(const M44d &m)
 {
@@ -153,93 +115,79 @@ QMatrix4x4 columnVectorMatrix(const M44d &m)
     return result;
 }
 
-/// Runs `call` up to the library's boundary: whatever it throws ends in one debug line.
-template <class Call> bool attempt(const QString &failure, Call call)
+/// Runs `call` up to the library's boundary: the words of what it throws, if it does.
+template <class Call> std::optional<QString> thrownBy(Call call)
 {
-    QString words = QStringLiteral("unknown exception");
     try {
         call();
-        return true;
+        return std::nullopt;
     } catch (const std::exception &error) {
-        words = QString::fromLocal8Bit(error.what()).simplified();
+        return QString::fromLocal8Bit(error.what()).simplified();
     } catch (...) {
+        return QStringLiteral("unknown exception");
     }
-    qCDebug(lcImport).noquote() << failure + QStringLiteral(": ") + words;
-    return false;
 }
 
-} // namespace
+/// Whatever `call` throws ends in one debug line.
+template <class Call> bool attempt(const QString &failure, Call call)
+{
+    const std::optional<QString> words = thrownBy(call);
+    if (words)
+        qCDebug(lcImport).noquote() << failure + QStringLiteral(": ") + *words;
+    return !words;
+}
 
-struct AlembicFile::Archive {
-    explicit Archive(const QByteArray &filePath);
-    void walk(const Abc::IObject &object, const QString &parentName, int transform, int depth);
-    void collect(const Abc::IObject &object, const QString &parentName, int &transform);
-    void collectMesh(const Abc::IObject &object, int transform, Abc::SchemaInterpMatching matching);
+/// The faces of a mesh's first sample.
+FaceList readFaces(const ArchiveMesh &mesh)
+{
+    const auto &schema = mesh.object.getSchema();
+    const auto indices = guarded::readArray(schema.getFaceIndicesProperty(), Abc::index_t(0));
+    const auto counts = guarded::readArray(schema.getFaceCountsProperty(), Abc::index_t(0));
+    FaceList faces { { indices.begin(), indices.end() }, { counts.begin(), counts.end() } };
+    if (!faces.trim()) {
+        qCDebug(lcImport).noquote() << "face indices and face counts do not add up, the faces that"
+                                       " are whole are kept:"
+                                    << mesh.name();
+    }
+    return faces;
+}
 
-    QString path;
-    Abc::IArchive archive;
-    std::vector<Object> objects;
-    std::vector<Transform> transforms;
-    std::vector<Mesh> meshes;
-    std::vector<Camera> cameras;
+/// Whether the world matrix turns the mesh inside out. Not where it cannot be read: that harms the
+/// points, whose reading says so.
+bool isMirrored(const ArchiveMesh &mesh, WorldMatrices &matrices)
+{
+    bool mirrored = false;
+    thrownBy([&] { mirrored = matrices.of(mesh.transform).determinant() < 0.0; });
+    return mirrored;
+}
+
+/// A mesh's points in world space. Throws before it writes when they are not `count`.
+void place(const Positions &points, int count, const M44d &world, QVector4D *out)
+{
+    if (points.size() != std::size_t(count)) {
+        throw std::runtime_error(std::to_string(points.size()) + " points instead of " +
+                                 std::to_string(count));
+    }
+    transformPoints(points.data(), points.size(), world, out);
+}
+
+/// The meshes that could not be read for one frame, as one line.
+struct FailedMeshes {
+    QString first;
+    int count = 0;
+
+    void add(const ArchiveMesh &mesh, const QString &words)
+    {
+        if (count++ == 0)
+            first = mesh.name() + QStringLiteral(": ") + words;
+    }
+    QString text() const
+    {
+        return count == 1 ? first : first + QStringLiteral(" and %1 more").arg(count - 1);
+    }
 };
 
-AlembicFile::Archive::Archive(const QByteArray &filePath)
-    : path(QFile::decodeName(filePath))
-    , archive(Alembic::AbcCoreOgawa::ReadArchive(1, false), filePath.toStdString(),
-              Abc::ErrorHandler::kThrowPolicy)
-{
-    if (!archive.valid())
-        throw std::runtime_error("not an archive of this kind");
-    walk(archive.getTop(), QString(), -1, 0);
-}
-
-void AlembicFile::Archive::walk(const Abc::IObject &object, const QString &parentName,
-                                int transform, int depth)
-{
-    if (depth > kMaxDepth || objects.size() >= kMaxObjects)
-        throw std::runtime_error("the hierarchy does not end");
-    collect(object, parentName, transform);
-    const QString name = objects.back().name;
-    const std::size_t childCount = object.getNumChildren();
-    for (std::size_t i = 0; i < childCount; ++i)
-        walk(object.getChild(i), name, transform, depth + 1);
-}
-
-/// Looks at the opened object's own meta data: the header that an instance's parent holds names no
-/// schema. `transform` becomes the object's own when it is a transform.
-void AlembicFile::Archive::collect(const Abc::IObject &object, const QString &parentName,
-                                   int &transform)
-{
-    const auto &metaData = object.getMetaData();
-    ObjectType type = ObjectType::Other;
-    if (AbcGeom::IPolyMesh::matches(metaData, Abc::kSchemaTitleMatching)) {
-        collectMesh(object, transform, Abc::kSchemaTitleMatching);
-        type = ObjectType::Mesh;
-    } else if (AbcGeom::ISubD::matches(metaData, Abc::kSchemaTitleMatching)) {
-        // A cage's points and faces bear the same names; any other matching refuses its title.
-        collectMesh(object, transform, Abc::kNoMatching);
-        type = ObjectType::Mesh;
-    } else if (AbcGeom::ICamera::matches(metaData, Abc::kSchemaTitleMatching)) {
-        cameras.push_back({ object.getName(), guarded::CameraSamples(object), transform });
-        type = ObjectType::Camera;
-    } else if (AbcGeom::IXform::matches(metaData, Abc::kSchemaTitleMatching)) {
-        transforms.push_back({ guarded::TransformSamples(object), transform });
-        transform = int(transforms.size()) - 1;
-    }
-    objects.push_back({ QString::fromStdString(object.getName()), parentName, type });
-}
-
-void AlembicFile::Archive::collectMesh(const Abc::IObject &object, int transform,
-                                       Abc::SchemaInterpMatching matching)
-{
-    if (lacksGeometry(object)) {
-        qCDebug(lcImport).noquote() << "a mesh without points or faces is left out:"
-                                    << QString::fromStdString(object.getFullName());
-        return;
-    }
-    meshes.push_back({ AbcGeom::IPolyMesh(object, matching), transform });
-}
+} // namespace
 
 AlembicFile::AlembicFile() = default;
 AlembicFile::~AlembicFile() = default;
@@ -274,39 +222,30 @@ int AlembicFile::cameraCount() const { return checkValid() ? int(m_archive->came
 bool AlembicFile::timeRange(double &start, double &end) const
 {
     return checkValid() && attempt(failure("can't read the time range of"), [&] {
-               double first = 0.0, last = 0.0;
-               Abc::GetArchiveStartAndEndTime(m_archive->archive, first, last);
-               const bool known = first <= last; // otherwise no sampling holds a sample
-               start = known ? first : 0.0;
-               end = known ? last : 0.0;
+               std::tie(start, end) = m_archive->timeRange();
            });
 }
 
 bool AlembicFile::fillTopology(Topology &topology) const
 {
     return checkValid() && attempt(failure("can't read the faces of"), [&] {
-               const ISampleSelector first(Abc::index_t(0));
+               WorldMatrices atStart(m_archive->transforms, m_archive->timeRange().first);
+               Topology filled;
+               FaceList merged;
                int total = 0;
-               std::vector<qint32> faceIndices, faceCounts;
-               std::vector<Topology::MeshEntry> entries;
-               for (const Mesh &mesh : m_archive->meshes) {
-                   const AbcGeom::IPolyMeshSchema &schema = mesh.object.getSchema();
-                   const auto points = guarded::readArray(schema.getPositionsProperty(), first);
-                   const auto indices = guarded::readArray(schema.getFaceIndicesProperty(), first);
-                   const auto counts = guarded::readArray(schema.getFaceCountsProperty(), first);
-                   if (points.size() > std::size_t(std::numeric_limits<int>::max() - total))
+               for (const ArchiveMesh &mesh : m_archive->meshes) {
+                   const std::size_t points = mesh.points(Abc::index_t(0)).size();
+                   if (points > std::size_t(std::numeric_limits<int>::max() - total))
                        throw std::runtime_error("too many points");
-                   const int vertexCount = int(points.size());
-                   faceCounts.insert(faceCounts.end(), counts.begin(), counts.end());
-                   appendShifted(faceIndices, indices, vertexCount, total);
-                   entries.push_back(
-                       { QString::fromStdString(mesh.object.getFullName()), vertexCount });
-                   total += vertexCount;
+                   FaceList faces = readFaces(mesh);
+                   if (isMirrored(mesh, atStart))
+                       faces.turn();
+                   merged.append(faces, int(points), total);
+                   filled.addMesh(mesh.name(), int(points));
+                   total += int(points);
                }
-               topology.clear();
-               for (const Topology::MeshEntry &entry : entries)
-                   topology.addMesh(entry.name, entry.vertexCount);
-               topology.build(total, faceIndices, faceCounts);
+               filled.build(total, merged.indices, merged.counts);
+               topology = std::move(filled);
            });
 }
 
@@ -314,14 +253,11 @@ bool AlembicFile::readPoints(PointArray &out, double seconds) const
 {
     return checkValid() && attempt(failureAt("can't read the points of", seconds), [&] {
                // Everything that can fail comes before the output is touched.
-               const ISampleSelector when(seconds, ISampleSelector::kFloorIndex);
                WorldMatrices matrices(m_archive->transforms, seconds);
-               std::vector<std::pair<guarded::ArrayItems<Abc::IP3fArrayProperty>, M44d>> parts;
+               std::vector<std::pair<Positions, M44d>> parts;
                std::size_t total = 0;
-               for (const Mesh &mesh : m_archive->meshes) {
-                   parts.emplace_back(
-                       guarded::readArray(mesh.object.getSchema().getPositionsProperty(), when),
-                       matrices.of(mesh.transform));
+               for (const ArchiveMesh &mesh : m_archive->meshes) {
+                   parts.emplace_back(mesh.pointsAt(seconds), matrices.of(mesh.transform));
                    total += parts.back().first.size();
                }
                out.resize(total); // not cleared first: that would write every point twice
@@ -333,18 +269,53 @@ bool AlembicFile::readPoints(PointArray &out, double seconds) const
            });
 }
 
+bool AlembicFile::readPoints(PointArray &points, double seconds, const Topology &topology) const
+{
+    if (!checkValid())
+        return false;
+    const std::vector<Topology::MeshEntry> &entries = topology.meshes();
+    if (entries.size() != m_archive->meshes.size()) {
+        qCDebug(lcImport).noquote() << failure("a topology of other meshes than those of");
+        return false;
+    }
+    const bool none = points.size() != std::size_t(topology.vertexCount());
+    if (none)
+        points.assign(std::size_t(topology.vertexCount()), QVector4D(0.0f, 0.0f, 0.0f, 1.0f));
+    WorldMatrices matrices(m_archive->transforms, seconds);
+    FailedMeshes failed;
+    QVector4D *slice = points.data();
+    for (std::size_t i = 0; i < entries.size(); ++i) {
+        const ArchiveMesh &mesh = m_archive->meshes[i];
+        const int count = entries[i].vertexCount;
+        const auto placeSample = [&](const Positions &sample) {
+            place(sample, count, matrices.of(mesh.transform), slice);
+        };
+        if (const auto words = thrownBy([&] { placeSample(mesh.pointsAt(seconds)); })) {
+            failed.add(mesh, *words);
+            if (none)
+                thrownBy([&] { placeSample(mesh.points(Abc::index_t(0))); });
+        }
+        slice += count;
+    }
+    if (failed.count > 0) {
+        qCDebug(lcImport).noquote() << failureAt("can't read all points of", seconds) +
+                QStringLiteral(": ") + failed.text();
+    }
+    return failed.count == 0;
+}
+
 bool AlembicFile::readCamera(CameraRecord &target, double seconds, const QString &name) const
 {
     if (!checkValid() || m_archive->cameras.empty())
         return false;
     return attempt(failureAt("can't read the camera of", seconds), [&] {
-        const auto named = std::find_if(
-            m_archive->cameras.begin(), m_archive->cameras.end(),
-            [&name](const Camera &camera) { return QString::fromStdString(camera.name) == name; });
-        const Camera &camera =
+        const auto named = std::find_if(m_archive->cameras.begin(), m_archive->cameras.end(),
+                                        [&name](const ArchiveCamera &camera) {
+                                            return QString::fromStdString(camera.name) == name;
+                                        });
+        const ArchiveCamera &camera =
             named == m_archive->cameras.end() ? m_archive->cameras.front() : *named;
-        const auto lens =
-            camera.samples.lens(ISampleSelector(seconds, ISampleSelector::kFloorIndex));
+        const auto lens = camera.samples.lens(seconds);
         WorldMatrices matrices(m_archive->transforms, seconds);
         const M44d world = matrices.of(camera.transform);
         target.horizontalAperture = float(lens.horizontalAperture);

@@ -49,12 +49,19 @@ public:
     /// First and last sample time over the archive's time samplings; 0 and 0 when none holds a
     /// sample.
     bool timeRange(double &start, double &end) const;
-    /// Adds each mesh's name and point count to `topology` and builds it from the merged face lists
-    /// of every mesh's sample 0.
+    /// Replaces `topology` by each mesh's name and point count and the merged face lists of every
+    /// mesh's sample 0. Faces that a mesh's indices do not fill are dropped, with a debug line;
+    /// those of a mesh that its world matrix mirrors at the start are turned. False with `topology`
+    /// untouched when a mesh cannot be read.
     bool fillTopology(Topology &topology) const;
     /// The merged world-space points at a time. False with `out` untouched when a sample cannot be
     /// read.
     bool readPoints(PointArray &out, double seconds) const;
+    /// The same for showing: `points` holds those shown last, one per vertex of the topology that
+    /// fillTopology() made. A mesh that cannot be read at that time, or whose points are not as
+    /// many, stays as it is there, the others move; then false, and one debug line names the mesh.
+    /// With nothing shown yet (any other number of points) it stands as in its sample 0.
+    bool readPoints(PointArray &points, double seconds, const Topology &topology) const;
     /// The camera of that name, or the first camera when the name is empty or unknown. False with
     /// `target` untouched without a camera.
     bool readCamera(CameraRecord &target, double seconds, const QString &name = QString()) const;

@@ -4,6 +4,8 @@
 #include <Alembic/AbcGeom/IXform.h>
 #include <Alembic/AbcGeom/XformSample.h>
 
+#include <algorithm>
+
 namespace Abc = Alembic::Abc;
 namespace AbcGeom = Alembic::AbcGeom;
 using Abc::ISampleSelector;
@@ -44,9 +46,29 @@ std::vector<Item> readScalar(Abc::IScalarProperty property, const ISampleSelecto
 
 } // namespace
 
+Abc::index_t sampleAt(const Alembic::AbcCoreAbstract::TimeSampling &sampling, Abc::index_t count,
+                      double seconds)
+{
+    constexpr double tolerance = 1e-4;
+    const auto starts = [&](Abc::index_t index) {
+        const double time = sampling.getSampleTime(index);
+        return time - tolerance * (time - sampling.getSampleTime(index - 1));
+    };
+    // The library's own look-up tolerates an absolute time, whatever the rate: a guess.
+    const Abc::index_t guess = sampling.getFloorIndex(seconds, count).first;
+    Abc::index_t index = std::clamp(guess, Abc::index_t(0), count - 1);
+    while (index + 1 < count && seconds > starts(index + 1))
+        ++index;
+    while (index > 0 && seconds <= starts(index))
+        --index;
+    return index;
+}
+
 TransformSamples::TransformSamples(const Abc::IObject &object)
 {
     const Abc::ICompoundProperty properties = openSchema<AbcGeom::IXformSchema>(object);
+    if (properties.getPropertyHeader(".inherits"))
+        m_inherits = openScalar(properties, ".inherits", Alembic::Util::kBooleanPOD);
     if (!properties.getPropertyHeader(".ops"))
         return;
     const auto codes = openScalar(properties, ".ops", Alembic::Util::kUint8POD);
@@ -73,13 +95,13 @@ void TransformSamples::openValues(const Abc::ICompoundProperty &properties)
         m_manyValues = Abc::IDoubleArrayProperty(properties, ".vals");
 }
 
-std::vector<double> TransformSamples::values(const ISampleSelector &when) const
+std::vector<double> TransformSamples::values(double seconds) const
 {
     std::vector<double> values;
     if (m_fewValues && m_fewValues.getNumSamples() > 0) {
-        values = readScalar<double>(m_fewValues, when);
+        values = readScalar<double>(m_fewValues, at(m_fewValues, seconds));
     } else if (m_manyValues && m_manyValues.getNumSamples() > 0) {
-        const auto items = readArray(m_manyValues, when);
+        const auto items = readArray(m_manyValues, at(m_manyValues, seconds));
         values.assign(items.begin(), items.end());
     } else {
         values.resize(m_channelCount);
@@ -89,9 +111,17 @@ std::vector<double> TransformSamples::values(const ISampleSelector &when) const
     return values;
 }
 
-Imath::M44d TransformSamples::matrix(const ISampleSelector &when) const
+bool TransformSamples::inherits(double seconds) const
 {
-    const std::vector<double> numbers = values(when);
+    if (!m_inherits || m_inherits.getNumSamples() == 0)
+        return true;
+    const auto flags = readScalar<Alembic::Util::bool_t>(m_inherits, at(m_inherits, seconds));
+    return !flags.empty() && flags.front();
+}
+
+Imath::M44d TransformSamples::matrix(double seconds) const
+{
+    const std::vector<double> numbers = values(seconds);
     auto next = numbers.begin();
     AbcGeom::XformSample sample;
     for (AbcGeom::XformOp operation : m_operations) {
@@ -110,9 +140,9 @@ CameraSamples::CameraSamples(const Abc::IObject &object)
         throw std::runtime_error("a camera without its values: " + object.getFullName());
 }
 
-CameraSamples::Lens CameraSamples::lens(const ISampleSelector &when) const
+CameraSamples::Lens CameraSamples::lens(double seconds) const
 {
-    const std::vector<double> core = readScalar<double>(m_core, when);
+    const std::vector<double> core = readScalar<double>(m_core, at(m_core, seconds));
     return { core[0], core[1], core[3] };
 }
 

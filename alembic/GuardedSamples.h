@@ -5,6 +5,7 @@
 #include <Alembic/Abc/IObject.h>
 #include <Alembic/Abc/IScalarProperty.h>
 #include <Alembic/Abc/ITypedArrayProperty.h>
+#include <Alembic/AbcCoreAbstract/TimeSampling.h>
 #include <Alembic/AbcGeom/XformOp.h>
 
 #include <stdexcept>
@@ -55,16 +56,32 @@ ArrayItems<Property> readArray(const Property &property, const Alembic::Abc::ISa
     return items;
 }
 
-/// The local matrix of one transform over time, for row vectors.
+/// The index of the last of `count` samples that is not after a time. A frame's time is a rounded
+/// quotient: one that falls short of a sample by less than 1e-4 of the step up to it means that
+/// sample.
+Alembic::Abc::index_t sampleAt(const Alembic::AbcCoreAbstract::TimeSampling &sampling,
+                               Alembic::Abc::index_t count, double seconds);
+
+template <class Property> Alembic::Abc::ISampleSelector at(const Property &property, double seconds)
+{
+    const auto count = Alembic::Abc::index_t(property.getNumSamples());
+    return count < 2 ? Alembic::Abc::index_t(0)
+                     : sampleAt(*property.getTimeSampling(), count, seconds);
+}
+
+/// One transform over time.
 class TransformSamples {
 public:
     explicit TransformSamples(const Alembic::Abc::IObject &object);
-    Imath::M44d matrix(const Alembic::Abc::ISampleSelector &when) const;
+    Imath::M44d matrix(double seconds) const; ///< local, for row vectors
+    /// Whether the transforms above it move it too; without, its matrix leads to world space.
+    bool inherits(double seconds) const;
 
 private:
     void openValues(const Alembic::Abc::ICompoundProperty &properties);
-    std::vector<double> values(const Alembic::Abc::ISampleSelector &when) const;
+    std::vector<double> values(double seconds) const;
 
+    Alembic::Abc::IScalarProperty m_inherits; ///< one bool
     std::vector<Alembic::AbcGeom::XformOp> m_operations;
     std::size_t m_channelCount = 0; ///< numbers that the operations take together
     // The writer chooses one or the other by their number; without either all are zero.
@@ -82,7 +99,7 @@ public:
     };
 
     explicit CameraSamples(const Alembic::Abc::IObject &object);
-    Lens lens(const Alembic::Abc::ISampleSelector &when) const;
+    Lens lens(double seconds) const;
 
 private:
     Alembic::Abc::IScalarProperty m_core;

@@ -25,6 +25,19 @@ bool near(const QVector4D &point, float x, float y, float z)
     return (point - QVector4D(x, y, z, 1.0f)).length() < 1e-5f;
 }
 
+double volume(const Topology &topology, const PointArray &points)
+{
+    double sum = 0.0;
+    for (std::size_t i = 0; i < topology.triangles().size(); i += 3) {
+        const auto corner = [&](std::size_t k) {
+            return points[topology.triangles()[i + k]].toVector3D();
+        };
+        const QVector3D area = QVector3D::crossProduct(corner(1), corner(2));
+        sum += double(QVector3D::dotProduct(corner(0), area)) / 6.0;
+    }
+    return sum;
+}
+
 } // namespace
 
 extern "C" ssize_t pread(int file, void *buffer, size_t size, off_t offset)
@@ -46,6 +59,7 @@ private slots:
     void floorSample_data();
     void floorSample();
     void transformsNearestFirst();
+    void deepHierarchy();
     void cameras();
     void instancesFollowThePathWalked();
     void meshesWithoutPointsOrFaces();
@@ -117,9 +131,14 @@ void AlembicFileTest::foreignIndicesStayForeign()
     Shape stray = grid(2);
     stray.faceIndices = { 0, 1, 3, -3, 0, 1, 3, std::numeric_limits<qint32>::max(), 0, 1, 3 };
     stray.faceCounts = { 4, 4, 3 };
+    Shape surplus = cube(), shortage = cube();
+    surplus.faceIndices.insert(surplus.faceIndices.end(), { 0, 1 });
+    shortage.faceIndices.pop_back();
+    shortage.faceCounts.push_back(3);
     {
         Writer writer(path(QStringLiteral("stray.abc")));
-        writer.mesh(writer.top(), "box", cube());
+        writer.mesh(writer.top(), "surplus", surplus);
+        writer.mesh(writer.top(), "shortage", shortage);
         writer.mesh(writer.top(), "card", stray);
     }
     AlembicFile file;
@@ -127,8 +146,9 @@ void AlembicFileTest::foreignIndicesStayForeign()
     Topology topology;
     const LogCapture log;
     QVERIFY(file.fillTopology(topology));
-    QCOMPARE(topology.triangleCount(), 12 + 1); // the card's third face alone is its own
-    QCOMPARE(int(LogCapture::lines().size()), 1);
+    QCOMPARE(topology.triangleCount(), 12 + 10 + 1); // the card's third face alone is its own
+    QCOMPARE(int(LogCapture::lines().size()), 3);
+    QCOMPARE(LogCapture::countContaining(QStringLiteral("/surplus")), 1);
 }
 
 void AlembicFileTest::floorSample_data()
@@ -139,6 +159,8 @@ void AlembicFileTest::floorSample_data()
     QTest::newRow("on the first") << 1.0 / 24.0 << 0;
     QTest::newRow("just below a sample") << 4.0 / 24.0 - 1e-4 << 2;
     QTest::newRow("on a sample") << 4.0 / 24.0 << 3;
+    QTest::newRow("a rounding below a sample") << (4 - 5e-5) / 24.0 << 3;
+    QTest::newRow("more than a rounding below") << (4 - 2e-4) / 24.0 << 2;
     QTest::newRow("between two samples") << 4.5 / 24.0 << 3;
     QTest::newRow("after the last") << 90.0 << 4;
 }
@@ -183,6 +205,8 @@ void AlembicFileTest::transformsNearestFirst()
         writer.mesh(inner, "deep", cube());
         writer.mesh(outer, "shallow", cube());
         writer.mesh(writer.top(), "free", cube());
+        auto loner = writer.xform(outer, "loner", { translation(1, 0, 0) }, false);
+        writer.mesh(writer.xform(loner, "mirror", { M44d().setScale(V3d(-1, 1, 1)) }), "m", cube());
     }
     AlembicFile file;
     QVERIFY(open(file, name));
@@ -190,9 +214,38 @@ void AlembicFileTest::transformsNearestFirst()
     QVERIFY(file.readPoints(points, 0.0));
     QVERIFY(near(points[7], 4, 2, 2));
     QVERIFY(near(points[15], 2, 2, 2));
-    QVERIFY(near(points[23], 1, 1, 1));
+    QVERIFY(near(points[23], 0, 1, 1)); // the loner, without the outer scale
+    QVERIFY(near(points[31], 1, 1, 1));
+    Topology topology;
+    QVERIFY(file.fillTopology(topology));
+    QCOMPARE(volume(topology, points), 8.0 * (8 + 8 + 1 + 1)); // the mirrored one faces out, too
     QVERIFY(file.readPoints(points, 1.0));
     QVERIFY(near(points[7], 6, 3, 3));
+}
+
+/// Ten thousand levels, half of them transforms. Each level's full name is as long as the path.
+void AlembicFileTest::deepHierarchy()
+{
+    const QString name = QStringLiteral("deep.abc");
+    {
+        Writer writer(path(name));
+        std::vector<Alembic::Abc::OObject> path { writer.top() };
+        for (int level = 0; level < 5000; ++level) {
+            path.push_back(writer.xform(path.back(), "t", { translation(1, 0, 0) }));
+            path.emplace_back(path.back(), "g");
+        }
+        writer.mesh(path.back(), "box", cube());
+        writer.camera(path.back(), "shot", { 35.0 });
+        while (!path.empty())
+            path.pop_back(); // each before its parent
+    }
+    AlembicFile file;
+    QVERIFY(open(file, name));
+    PointArray points;
+    CameraRecord camera;
+    QVERIFY(file.readPoints(points, 0.0) && file.readCamera(camera, 0.0));
+    QVERIFY(near(points[7], 5001, 1, 1));
+    QVERIFY(near(camera.matrix.column(3), 5000, 0, 0));
 }
 
 void AlembicFileTest::cameras()

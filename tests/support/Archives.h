@@ -77,12 +77,13 @@ public:
     Alembic::Abc::OObject top() { return m_archive.getTop(); }
 
     Alembic::AbcGeom::OXform xform(Alembic::Abc::OObject parent, const char *name,
-                                   const std::vector<M44d> &samples)
+                                   const std::vector<M44d> &samples, bool inherits = true)
     {
         Alembic::AbcGeom::OXform object(parent, name, samplingFor(samples.size()));
         for (const M44d &matrix : samples) {
             Alembic::AbcGeom::XformSample sample;
             sample.setMatrix(matrix);
+            sample.setInheritsXforms(inherits);
             object.getSchema().set(sample);
         }
         return object;

@@ -1,0 +1,190 @@
+#include "alembic/ArchiveContent.h"
+
+#include "alembic/Log.h"
+
+#include <QFile>
+
+#include <Alembic/Abc/ArchiveInfo.h>
+#include <Alembic/AbcCoreOgawa/ReadWrite.h>
+#include <Alembic/AbcGeom/ICamera.h>
+#include <Alembic/AbcGeom/ISubD.h>
+#include <Alembic/AbcGeom/IXform.h>
+
+#include <algorithm>
+#include <stdexcept>
+
+namespace {
+
+namespace Abc = Alembic::Abc;
+namespace AbcGeom = Alembic::AbcGeom;
+using Imath::M44d;
+
+// Damaged offsets can make a small file describe an endless hierarchy. The library keeps the full
+// name of each object on the path, so names limit it, too.
+constexpr std::size_t kMaxDepth = 16384;
+constexpr std::size_t kMaxObjects = 1000000;
+constexpr std::size_t kMaxNameBytes = std::size_t(2) << 30; ///< of all full names together
+constexpr std::size_t kAnchorDistance = 256; ///< levels that may go inside each other
+
+/// A mesh that was given no sample may have been written without these. One without any of a
+/// mesh's properties is no mesh, and opening it says so.
+bool lacksGeometry(const Abc::IObject &object)
+{
+    const Abc::ICompoundProperty top = object.getProperties();
+    const std::string name = AbcGeom::IPolyMeshSchema::getDefaultSchemaName();
+    const auto *header = top.getPropertyHeader(name);
+    if (!header || !header->isCompound())
+        return false;
+    const Abc::ICompoundProperty geometry(top, name);
+    const char *const needed[] = { "P", ".faceIndices", ".faceCounts" };
+    return std::any_of(std::begin(needed), std::end(needed), [&geometry](const char *property) {
+        return !geometry.getPropertyHeader(property);
+    });
+}
+
+} // namespace
+
+WorldMatrices::WorldMatrices(const std::vector<ArchiveTransform> &transforms, double seconds)
+    : m_transforms(transforms)
+    , m_seconds(seconds)
+    , m_matrices(transforms.size())
+{
+}
+
+M44d WorldMatrices::of(int transform)
+{
+    m_chain.clear();
+    while (transform >= 0 && !m_matrices[std::size_t(transform)]) {
+        const ArchiveTransform &node = m_transforms[std::size_t(transform)];
+        m_chain.push_back(transform);
+        transform = node.samples.inherits(m_seconds) ? node.parent : -1;
+    }
+    M44d world = transform < 0 ? M44d() : *m_matrices[std::size_t(transform)];
+    for (auto at = m_chain.rbegin(); at != m_chain.rend(); ++at) {
+        world = m_transforms[std::size_t(*at)].samples.matrix(m_seconds) * world;
+        m_matrices[std::size_t(*at)] = world;
+    }
+    return world;
+}
+
+ArchiveMesh::Positions ArchiveMesh::points(const Abc::ISampleSelector &when) const
+{
+    return guarded::readArray(object.getSchema().getPositionsProperty(), when);
+}
+
+ArchiveMesh::Positions ArchiveMesh::pointsAt(double seconds) const
+{
+    return points(guarded::at(object.getSchema().getPositionsProperty(), seconds));
+}
+
+/// An object on the path from the top to where the walk is.
+struct AlembicFile::Archive::Level {
+    Abc::IObject object;
+    QString name;
+    int transform = -1; ///< its own, or the nearest above
+    std::size_t nextChild = 0;
+    std::size_t childCount = 0;
+};
+
+struct AlembicFile::Archive::Walk {
+    DeepestFirst<Level> levels;
+    std::vector<std::string> sources; ///< of the instances on the path
+    std::size_t nameBytes = 0;
+};
+
+AlembicFile::Archive::Archive(const QByteArray &filePath)
+    : path(QFile::decodeName(filePath))
+    , archive(Alembic::AbcCoreOgawa::ReadArchive(1, false), filePath.toStdString(),
+              Abc::ErrorHandler::kThrowPolicy)
+{
+    if (!archive.valid())
+        throw std::runtime_error("not an archive of this kind");
+    walk();
+}
+
+std::pair<double, double> AlembicFile::Archive::timeRange()
+{
+    double first = 0.0, last = 0.0;
+    Abc::GetArchiveStartAndEndTime(archive, first, last);
+    return first <= last ? std::pair(first, last) : std::pair(0.0, 0.0);
+}
+
+/// Depth first, parent before children.
+void AlembicFile::Archive::walk()
+{
+    Walk walk;
+    enter(walk, archive.getTop());
+    while (!walk.levels.empty()) {
+        Level &level = walk.levels.back();
+        if (level.nextChild < level.childCount)
+            enter(walk, level.object.getChild(level.nextChild++));
+        else
+            leave(walk);
+    }
+}
+
+void AlembicFile::Archive::enter(Walk &walk, const Abc::IObject &object)
+{
+    const std::size_t depth = walk.levels.size();
+    walk.nameBytes += object.getFullName().size();
+    bool endless =
+        depth > kMaxDepth || objects.size() >= kMaxObjects || walk.nameBytes > kMaxNameBytes;
+    if (object.isInstanceRoot()) {
+        const std::string source = object.instanceSourcePath();
+        endless |= std::count(walk.sources.begin(), walk.sources.end(), source) > 0;
+        walk.sources.push_back(source);
+    }
+    if (endless)
+        throw std::runtime_error("the hierarchy does not end");
+
+    Level level { object, QString::fromStdString(object.getName()), -1, 0,
+                  object.getNumChildren() };
+    if (depth > 0)
+        level.transform = walk.levels.back().transform;
+    collect(object, depth > 0 ? walk.levels.back().name : QString(), level.transform);
+    if (depth % kAnchorDistance == kAnchorDistance - 1)
+        anchors.push_back(object);
+    walk.levels.push_back(level);
+}
+
+void AlembicFile::Archive::leave(Walk &walk)
+{
+    if (walk.levels.back().object.isInstanceRoot())
+        walk.sources.pop_back();
+    walk.levels.pop_back();
+}
+
+/// Looks at the opened object's own meta data: the header that an instance's parent holds names no
+/// schema. `transform` becomes the object's own when it is a transform.
+void AlembicFile::Archive::collect(const Abc::IObject &object, const QString &parentName,
+                                   int &transform)
+{
+    const auto &metaData = object.getMetaData();
+    ObjectType type = ObjectType::Other;
+    if (AbcGeom::IPolyMesh::matches(metaData, Abc::kSchemaTitleMatching)) {
+        collectMesh(object, transform, Abc::kSchemaTitleMatching);
+        type = ObjectType::Mesh;
+    } else if (AbcGeom::ISubD::matches(metaData, Abc::kSchemaTitleMatching)) {
+        // A cage's points and faces bear the same names; any other matching refuses its title.
+        collectMesh(object, transform, Abc::kNoMatching);
+        type = ObjectType::Mesh;
+    } else if (AbcGeom::ICamera::matches(metaData, Abc::kSchemaTitleMatching)) {
+        cameras.push_back({ object.getName(), guarded::CameraSamples(object), transform });
+        type = ObjectType::Camera;
+    } else if (AbcGeom::IXform::matches(metaData, Abc::kSchemaTitleMatching)) {
+        transforms.push_back({ guarded::TransformSamples(object), transform });
+        transform = int(transforms.size()) - 1;
+    }
+    objects.push_back({ QString::fromStdString(object.getName()), parentName, type });
+}
+
+void AlembicFile::Archive::collectMesh(const Abc::IObject &object, int transform,
+                                       Abc::SchemaInterpMatching matching)
+{
+    if (lacksGeometry(object)) {
+        qCDebug(lcImport).noquote() << "a mesh without points or faces is left out:"
+                                    << QString::fromStdString(object.getFullName());
+        return;
+    }
+    meshes.push_back({ AbcGeom::IPolyMesh(object, matching), transform });
+}
