@@ -26,6 +26,7 @@
 #include <QVBoxLayout>
 
 #include <algorithm>
+#include <memory>
 #include <utility>
 
 namespace {
@@ -96,8 +97,13 @@ void Global::destroyAll()
 
 bool Global::openArchive(const QString &path)
 {
-    if (!s_alembic->open(QFile::encodeName(path)))
+    auto archive = std::make_unique<AlembicFile>();
+    Topology topology;
+    if (!archive->open(QFile::encodeName(path)) || !archive->fillTopology(topology))
         return false;
+    endInteractions(); // they belong to the mesh that goes
+    delete std::exchange(s_alembic, archive.release());
+    *s_topology = std::move(topology);
     s_outliner->clear();
     for (const AlembicFile::Object &object : s_alembic->objects())
         s_outliner->addObject(object.name, object.parentName, int(object.type));
@@ -116,15 +122,13 @@ void Global::updateToNewAlembic()
     const int startFrame = frameAtTime(start, framesPerSecond);
     const int endFrame = frameAtTime(end, framesPerSecond);
 
-    s_topology->clear();
-    s_alembic->fillTopology(*s_topology);
     {
         const MeshScope scope;
         s_mesh->setTopology(s_topology);
         s_mesh->allocateBuffers();
-        PointArray restPoints;
-        s_alembic->readPoints(restPoints, start);
-        s_mesh->setRestPoints(std::move(restPoints));
+        PointArray startPoints;
+        s_alembic->readPoints(startPoints, start, *s_topology);
+        s_mesh->startFrom(std::move(startPoints));
     }
 
     s_timeControls->setMinTime(startFrame);

@@ -117,8 +117,9 @@ public:
     static void writeLayerRecord(QDataStream &stream, const LayerData &layer);
     static void readLayerRecord(QDataStream &stream, LayerData &layer);
 
-    /// Opens an archive and fills the outliner from it. False, with everything as it was, when the
-    /// archive cannot be opened (a debug line says why). The caller emits alembicImported().
+    /// Opens an archive and fills topology and outliner from it. False, with everything as it was,
+    /// when the archive cannot be opened or its faces cannot be read (a debug line says why). The
+    /// caller emits alembicImported().
     static bool openArchive(const QString &path);
     /// Takes a layer out of the stack with its commands, deletes it, selects the last remaining
     /// one and evaluates.

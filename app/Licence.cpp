@@ -1,12 +1,10 @@
 #include "app/Licence.h"
 
+#include <QCoreApplication>
 #include <QCryptographicHash>
-#include <QDir>
 #include <QFile>
-#include <QFileInfo>
 #include <QMessageAuthenticationCode>
 #include <QSaveFile>
-#include <QStandardPaths>
 #include <QSysInfo>
 
 namespace {
@@ -30,14 +28,9 @@ QByteArray Licence::keyFor(const QByteArray &requestCode)
 
 bool Licence::isRightKey(const QByteArray &key) { return key.toLower() == keyFor(requestCode()); }
 
-QString Licence::keyFilePath(const QString &programFolder)
+QString Licence::keyFilePath()
 {
-    const bool installed = programFolder.startsWith(QLatin1String("/usr/"));
-    const QString folder = installed
-        ? QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation) +
-            QStringLiteral("/plexmold")
-        : programFolder;
-    return folder + QStringLiteral("/licence.key");
+    return QCoreApplication::applicationDirPath() + QStringLiteral("/licence.key");
 }
 
 bool Licence::isLicensed()
@@ -49,6 +42,6 @@ bool Licence::isLicensed()
 bool Licence::store(const QByteArray &key)
 {
     QSaveFile file(keyFilePath());
-    return QDir().mkpath(QFileInfo(file.fileName()).path()) && file.open(QIODevice::WriteOnly) &&
-        file.write(key + '\n') == key.size() + 1 && file.commit();
+    return file.open(QIODevice::WriteOnly) && file.write(key + '\n') == key.size() + 1 &&
+        file.commit();
 }

@@ -108,12 +108,16 @@ public:
     /// One vec4 per vertex from one buffer to the other.
     void copyBuffer(const QString &source, const QString &target);
 
-    /// The imported points at a frame go into "position". A frame whose points cannot be read, or
-    /// do not number one per vertex, keeps the last good imported positions, with one debug line;
-    /// it is read again only after another frame.
+    /// The points of the start frame, one per vertex: the rest pose, and what is shown where no
+    /// frame was read yet.
+    void startFrom(PointArray points);
+    /// The imported points at a frame go into "position". A mesh of the archive that cannot be read
+    /// there keeps its last good ones, with one debug line; such a frame is read again only after
+    /// another one.
     void loadFrame(int frame, double framesPerSecond, const AlembicFile &alembic);
 
-    /// The imported points that loadFrame() put into "position" last; zeros before the first.
+    /// The imported points that loadFrame() put into "position" last; before the first those
+    /// of startFrom(), or zeros.
     const PointArray &framePoints() const { return m_lastGoodPoints; }
 
     // One dab (GPUMeshSculpt.cpp).
@@ -189,9 +193,8 @@ private:
     int m_vertexCount = 0;
     int m_triangleCount = 0;
     RevisedPoints m_restPoints;
-    PointArray m_lastGoodPoints; ///< what a frame that cannot be read falls back to
-    PointArray m_framePoints; ///< where the next frame is read to
-    std::optional<int> m_fallbackFrame; ///< the frame of the last load, where it could not be read
+    PointArray m_lastGoodPoints; ///< of each mesh of the archive
+    std::optional<int> m_fallbackFrame; ///< the frame of the last load, where a mesh stayed behind
     std::array<GLBuffer, 16> m_buffers;
     CardArrays m_cardArrays;
     std::array<std::unique_ptr<QOpenGLShaderProgram>, size_t(Program::Count)> m_programs;

@@ -1,7 +1,14 @@
 #include "gpu/GPUMesh.h"
 
 #include "alembic/AlembicFile.h"
-#include "gpu/Log.h"
+#include "layers/Topology.h"
+
+void GPUMesh::startFrom(PointArray points)
+{
+    if (points.size() == m_lastGoodPoints.size())
+        m_lastGoodPoints = points;
+    m_restPoints = std::move(points);
+}
 
 void GPUMesh::loadFrame(int frame, double framesPerSecond, const AlembicFile &alembic)
 {
@@ -18,14 +25,6 @@ void GPUMesh::loadFrame(int frame, double framesPerSecond, const AlembicFile &al
 bool GPUMesh::readFrame(int frame, double framesPerSecond, const AlembicFile &alembic)
 {
     const double seconds = framesPerSecond > 0.0 ? frame / framesPerSecond : 0.0;
-    if (!alembic.readPoints(m_framePoints, seconds))
-        return false; // the reader has said why itself
-    if (int(m_framePoints.size()) != m_vertexCount) {
-        qCDebug(lcGpu).noquote() << "frame" << frame << "has" << m_framePoints.size()
-                                 << "points instead of" << m_vertexCount
-                                 << "- keeping the last good ones";
-        return false;
-    }
-    m_lastGoodPoints.swap(m_framePoints);
-    return true;
+    return m_topology && m_topology->vertexCount() == m_vertexCount &&
+        alembic.readPoints(m_lastGoodPoints, seconds, *m_topology); // says itself why not
 }

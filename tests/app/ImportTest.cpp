@@ -1,6 +1,7 @@
 #include "gpu/GPUMesh.h"
 #include "layers/Envelope.h"
 #include "layers/Layer.h"
+#include "layers/Topology.h"
 #include "support/AppFixture.h"
 #include "support/Archives.h"
 #include "support/PanelHands.h"
@@ -44,6 +45,7 @@ private slots:
     void theNewArchiveReplacesTheMesh_data();
     void theNewArchiveReplacesTheMesh();
     void layersSayWhetherTheyFit();
+    void unreadableFacesKeepTheScene();
 
 private:
     void import(const QString &path);
@@ -165,6 +167,34 @@ void ImportTest::layersSayWhetherTheyFit()
         Driver::mouse(QTest::MouseRelease, Global::viewport(), middle, Qt::LeftButton);
     }
     QVERIFY(sculpt.offsetPoints() == sculpted);
+}
+
+/// An archive that opens, with a block of face indices that claims more bytes than the file
+/// has.
+void ImportTest::unreadableFacesKeepTheScene()
+{
+    const QString good = m_folder.filePath(QStringLiteral("good.abc"));
+    writeCube(good, 0.0, 24.0);
+    import(good);
+    const QString bad = m_folder.filePath(QStringLiteral("bad.abc"));
+    writeCube(bad, 0.0, 24.0);
+    QFile file(bad);
+    QVERIFY(file.open(QIODevice::ReadWrite));
+    const archives::Shape cube = archives::cube();
+    const int data = file.readAll().indexOf(
+        QByteArray(reinterpret_cast<const char *>(cube.faceIndices.data()), 24 * 4));
+    QVERIFY(data > 24);
+    file.seek(data - 24); // its size, then its digest
+    file.write(QByteArray(8, '\x7f'));
+    file.close();
+
+    Driver::answerFileDialog(bad);
+    Driver::key(Global::mainWindow(), Qt::Key_I, Qt::ControlModifier);
+    QCOMPARE(Global::alembicPath(), good);
+    QCOMPARE(Global::topology()->triangleCount(), 12);
+    Global::timeline()->setCurrentFrame(1);
+    QCOMPARE(Global::mesh()->readBack<QVector4D>(Semantic::kPosition).at(0),
+             QVector4D(0, -1, -1, 1));
 }
 
 PLEXMOLD_TEST_MAIN(ImportTest)
