@@ -215,7 +215,7 @@ void GPUMesh::allocateBuffers()
     }
     if (m_topology) {
         upload(Semantic::kTriangleVertices, m_topology->triangles());
-        upload(Semantic::kRingVertices, m_topology->rings());
+        upload(Semantic::kRingVertices, m_topology->markedRings());
         upload(Semantic::kConstraints, m_topology->constraints());
     }
     upload(Semantic::kBrush, std::vector<BrushData>(1)); // zeros would be a hit of triangle 0

@@ -199,13 +199,14 @@ public:
     {
     }
 
-    /// Appends the neighbours of the vertex whose corners these are.
-    void append(const Corner *begin, const Corner *end, std::vector<quint32> &ring)
+    /// Appends the neighbours of the vertex whose corners these are. True where it saw that they
+    /// form a single fan.
+    bool append(const Corner *begin, const Corner *end, std::vector<quint32> &ring)
     {
         constexpr std::ptrdiff_t few = 8; // searching all corners is quicker than linking them
         const size_t before = ring.size();
         if (begin == end || (end - begin <= few && appendOneFan(begin, end, ring)))
-            return;
+            return true;
         ring.resize(before);
         m_corners = begin;
         link(quint32(end - begin));
@@ -218,6 +219,7 @@ public:
             while (m_neighbours[corner->next].firstCorner != kNone)
                 walk(corner->next, ring);
         }
+        return false;
     }
 
 private:
@@ -301,6 +303,40 @@ private:
     std::vector<quint32> m_nextCorner; ///< of those that start at the same neighbour
     const Corner *m_corners = nullptr;
     quint32 m_stamp = 0;
+};
+
+/// Finds the neighbours in a vertex's ring that no face spans together with their cyclic
+/// predecessor.
+class GapSearch {
+public:
+    /// Appends their places in the table, of which the ring is the end from `ringBegin` on.
+    void append(const std::vector<quint32> &table, size_t ringBegin, const Corner *begin,
+                const Corner *end, std::vector<quint32> &gaps)
+    {
+        m_spanned.clear();
+        for (const Corner *corner = begin; corner != end; ++corner)
+            m_spanned.push_back(pair(corner->next, corner->previous));
+        std::sort(m_spanned.begin(), m_spanned.end());
+        // A face turned over spans its pair as well. Of two neighbours alone that would be both
+        // pairs, and a lone triangle would stand against itself.
+        const bool eitherWay = table.size() - ringBegin > 2;
+        quint32 previous = table.back();
+        for (size_t place = ringBegin; place < table.size(); ++place) {
+            const quint32 current = table[place];
+            if (!spans(previous, current) && !(eitherWay && spans(current, previous)))
+                gaps.push_back(quint32(place));
+            previous = current;
+        }
+    }
+
+private:
+    static quint64 pair(quint32 from, quint32 to) { return quint64(from) << 32 | to; }
+    bool spans(quint32 from, quint32 to) const
+    {
+        return std::binary_search(m_spanned.begin(), m_spanned.end(), pair(from, to));
+    }
+
+    std::vector<quint64> m_spanned;
 };
 
 /// An offsets-and-neighbours table in the kernels' layout, while it grows vertex by vertex.
@@ -399,11 +435,18 @@ void Topology::build(int vertexCount, const std::vector<qint32> &faceIndices,
     NeighbourTable constraints(m_vertexCount, 2 * expected);
     m_edges.clear();
     reserveLarge(m_edges, expected);
+    m_ringGaps.clear();
     RingWalk walk(m_vertexCount);
+    GapSearch gapSearch;
     for (size_t v = 0; v < size_t(m_vertexCount); ++v) {
         std::vector<quint32> &ring = rings.entries();
         const size_t ringBegin = ring.size();
-        walk.append(corners.begin(v), corners.end(v), ring);
+        const bool oneFan = walk.append(corners.begin(v), corners.end(v), ring);
+        const auto cornerCount = size_t(corners.end(v) - corners.begin(v));
+        if (!oneFan)
+            gapSearch.append(ring, ringBegin, corners.begin(v), corners.end(v), m_ringGaps);
+        else if (ring.size() - ringBegin > cornerCount) // open
+            m_ringGaps.push_back(quint32(ringBegin));
         appendSprings(ring.data() + ringBegin, ring.size() - ringBegin, corners.begin(v),
                       corners.end(v), constraints.entries());
         for (size_t i = ringBegin; i < ring.size(); ++i) {
@@ -417,6 +460,14 @@ void Topology::build(int vertexCount, const std::vector<qint32> &faceIndices,
     }
     m_rings = std::move(rings.entries());
     m_constraints = std::move(constraints.entries());
+}
+
+std::vector<quint32> Topology::markedRings() const
+{
+    std::vector<quint32> marked = m_rings;
+    for (const quint32 place : m_ringGaps)
+        marked[place] |= kRingGap;
+    return marked;
 }
 
 std::vector<float> Topology::surfaceFalloff(int hitVertex, const PointArray &positions,

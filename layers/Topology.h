@@ -41,6 +41,10 @@ public:
     /// directions x, y points out; a border vertex's ring runs from one border edge to the other; a
     /// vertex of several fans lists them one after another. Each neighbour once.
     const std::vector<quint32> &rings() const { return m_rings; }
+    /// The ring table for the kernels: kRingGap is set in each neighbour that no face spans
+    /// together with its cyclic predecessor.
+    std::vector<quint32> markedRings() const;
+    static constexpr quint32 kRingGap = 0x80000000; ///< RING_GAP of ring.glsl
     /// Ring neighbours plus the opposite corners of quads, ascending, each once.
     const std::vector<quint32> &constraints() const { return m_constraints; }
 
@@ -59,6 +63,7 @@ private:
     std::vector<quint32> m_triangles;
     std::vector<quint32> m_edges;
     std::vector<quint32> m_rings;
+    std::vector<quint32> m_ringGaps; ///< places in m_rings, ascending
     std::vector<quint32> m_constraints;
 };
 

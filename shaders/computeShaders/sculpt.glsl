@@ -132,7 +132,7 @@ void smoothMask(uint vertex, float f)
     uint end = ringEnd(vertex);
     float mean = 0.0;
     for (uint entry = begin; entry < end; ++entry)
-        mean += mask[ringVertices[entry]];
+        mean += mask[ringNeighbour(entry)];
     if (end > begin)
         mean /= float(end - begin);
     float old = mask[vertex];

@@ -7,8 +7,9 @@ layout(local_size_x = 1024) in;
 #include "common/numbers.glsl"
 #include "common/ring.glsl"
 
-// Every fan triangle counts equally, whatever its area or angle. One without a normal (on a straight
-// border, or collapsed) adds nothing.
+// Every fan triangle counts equally, whatever its area or angle. A pair of neighbours that no face
+// spans is none: it would pull every border over, and take a lone triangle's normal away. One without
+// a normal (collapsed) adds nothing.
 void main()
 {
     uint vertex = gl_GlobalInvocationID.x;
@@ -19,8 +20,10 @@ void main()
     vec3 p = position[vertex].xyz;
     vec3 sum = vec3(0.0);
     for (uint entry = begin; entry < end; ++entry) {
+        if (ringGapBefore(entry))
+            continue;
         vec3 x = normalize(position[ringPrevious(begin, end, entry)].xyz - p);
-        vec3 y = normalize(position[ringVertices[entry]].xyz - p);
+        vec3 y = normalize(position[ringNeighbour(entry)].xyz - p);
         sum += removeNan(normalize(cross(y, x)));
     }
     normal[vertex] = vec4(removeNan(normalize(sum)), 0.0);

@@ -66,7 +66,7 @@ inline reference::Scene toReference(const MeshScene &scene)
 {
     using reference::toPose;
     const size_t count = scene.mesh.points.size();
-    return { { scene.topology.rings(), count },
+    return { { scene.topology.rings(), count, scene.topology.triangles() },
              { scene.topology.constraints(), count },
              toPose(scene.position),
              toPose(scene.normal),

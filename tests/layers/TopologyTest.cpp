@@ -76,6 +76,13 @@ void TopologyTest::tablesOfTheShelf()
             const Indices ring = neighbours(topology.rings(), mesh.vertexCount(), v);
             QCOMPARE(std::set<quint32>(ring.begin(), ring.end()), expected.rings[size_t(v)]);
             QCOMPARE(ring.size(), expected.rings[size_t(v)].size());
+            const Indices marked = neighbours(topology.markedRings(), mesh.vertexCount(), v);
+            for (size_t i = 0; i < ring.size(); ++i) {
+                const quint32 previous = ring[(i + ring.size() - 1) % ring.size()];
+                const bool spanned = expected.corners.count({ quint32(v), previous, ring[i] }) ||
+                    (ring.size() > 2 && expected.corners.count({ quint32(v), ring[i], previous }));
+                QCOMPARE(marked[i], spanned ? ring[i] : ring[i] | Topology::kRingGap);
+            }
             const auto &springs = expected.springs[size_t(v)];
             QCOMPARE(neighbours(topology.constraints(), mesh.vertexCount(), v),
                      Indices(springs.begin(), springs.end()));

@@ -10,7 +10,8 @@ using Weights = std::vector<double>;
 
 /// What lies in the buffers.
 struct Scene {
-    Neighbours rings, springs;
+    Rings rings;
+    Neighbours springs;
     Pose position, normal, deltas, basePoints, offsetPoints, rest;
     Weights mask;
 };
@@ -30,11 +31,10 @@ template <class Rule> Pose passes(Pose pose, int count, Rule rule)
 inline Pose vertexNormals(const Scene &s, const Pose &position)
 {
     return passes(position, 1, [&](const Pose &p, size_t i) {
-        const std::vector<quint32> ring = s.rings.of(i);
         Vec sum;
-        for (size_t k = 0; k < ring.size(); ++k) {
-            const Vec x = normalized(p[ring[(k + ring.size() - 1) % ring.size()]] - p[i]);
-            sum = sum + cleaned(normalized(cross(normalized(p[ring[k]] - p[i]), x)));
+        for (const auto &[previous, current] : s.rings.fan(i)) {
+            const Vec x = normalized(p[previous] - p[i]), y = normalized(p[current] - p[i]);
+            sum = sum + cleaned(normalized(cross(y, x)));
         }
         return cleaned(normalized(sum));
     });
@@ -48,7 +48,7 @@ inline Pose addDeltas(const Scene &s, const Pose &position, const Pose &base, co
         const Vec d = (offset[i] - base[i]) * intensity;
         if (!(length(d) > 0.0))
             return p[i];
-        return p[i] + (tangent ? carried(d, i, s.rings.of(i), base, p) : d);
+        return p[i] + (tangent ? carried(d, i, s.rings, base, p) : d);
     });
 }
 
@@ -61,7 +61,7 @@ inline Pose clone(const Scene &s, const Pose &position, const Pose &shape, doubl
         const std::vector<quint32> ring = s.rings.of(i);
         Vec v = shape[i] - ringMean(ring, shape);
         if (tangent)
-            v = carried(v, i, ring, shape, p);
+            v = carried(v, i, s.rings, shape, p);
         return p[i] + cleaned(ringMean(ring, p) + v - p[i]) * (intensity * s.mask[i]);
     });
 }
@@ -84,7 +84,7 @@ inline Pose mush(const Scene &s, int iterations, int cloneIterations, double env
     Pose result = passes(s.position, 1, [&](const Pose &p, size_t i) {
         Vec v = s.offsetPoints[i] - s.basePoints[i];
         if (length(v) > 0.0)
-            v = carried(v, i, s.rings.of(i), s.basePoints, smooth);
+            v = carried(v, i, s.rings, s.basePoints, smooth);
         return s.mask[i] > 0.0 ? p[i] + (smooth[i] + v - p[i]) * s.mask[i] : p[i];
     });
     result = clone(s, result, s.offsetPoints, 1.0, true, cloneIterations);

@@ -5,6 +5,7 @@
 #include <QtGlobal>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <vector>
 
@@ -51,6 +52,51 @@ struct Neighbours {
     }
 };
 
+/// The rings, and the surface between their neighbours.
+struct Rings : Neighbours {
+    using Pair = std::array<quint32, 2>;
+
+    Rings(const std::vector<quint32> &rings, size_t count, const std::vector<quint32> &triangles)
+        : Neighbours { rings, count }
+        , around(count)
+    {
+        for (size_t i = 0; i < triangles.size(); ++i) { // a ring runs against its triangles
+            const size_t first = i - i % 3;
+            around[triangles[i]].push_back(
+                { triangles[first + (i + 2) % 3], triangles[first + (i + 1) % 3] });
+        }
+    }
+
+    /// Whether one face holds both neighbours: whether triangles, from diagonal to diagonal, lead
+    /// from one to the other.
+    bool spans(size_t vertex, Pair neighbours) const
+    {
+        const std::vector<quint32> ring = of(vertex);
+        return std::any_of(around[vertex].begin(), around[vertex].end(), [&](const Pair &step) {
+            const bool diagonal = std::find(ring.begin(), ring.end(), step[1]) == ring.end();
+            return step[0] == neighbours[0] &&
+                (step[1] == neighbours[1] ||
+                 (diagonal && spans(vertex, { step[1], neighbours[1] })));
+        });
+    }
+
+    /// Neighbours that follow each other in the ring, where a face spans them. A face turned over
+    /// counts, but not where it would stand against itself.
+    std::vector<Pair> fan(size_t vertex) const
+    {
+        const std::vector<quint32> ring = of(vertex);
+        std::vector<Pair> pairs;
+        for (size_t k = 0; k < ring.size(); ++k) {
+            const Pair pair { ring[(k + ring.size() - 1) % ring.size()], ring[k] };
+            if (spans(vertex, pair) || (ring.size() > 2 && spans(vertex, { pair[1], pair[0] })))
+                pairs.push_back(pair);
+        }
+        return pairs;
+    }
+
+    std::vector<std::vector<Pair>> around; ///< of each vertex, the far edges of its triangles
+};
+
 /// The mean of the first ten neighbours, NaN without any. It serves both ring weightings: the
 /// cotangent weights come out equal for all neighbours, deliberately.
 inline Vec ringMean(const std::vector<quint32> &ring, const Pose &pose)
@@ -78,14 +124,12 @@ struct Frame {
 
 /// `v` at `vertex` of pose `from`, turned as the surface around the vertex turns to pose `to`; as
 /// long as before. A fan triangle without a frame adds nothing; NaN where none has one.
-inline Vec carried(Vec v, size_t vertex, const std::vector<quint32> &ring, const Pose &from,
-                   const Pose &to)
+inline Vec carried(Vec v, size_t vertex, const Rings &rings, const Pose &from, const Pose &to)
 {
     Vec sum;
-    for (size_t k = 0; k < ring.size(); ++k) {
-        const quint32 previous = ring[(k + ring.size() - 1) % ring.size()];
-        const Frame source(from[vertex], from[previous], from[ring[k]]);
-        const Frame target(to[vertex], to[previous], to[ring[k]]);
+    for (const auto &[previous, current] : rings.fan(vertex)) {
+        const Frame source(from[vertex], from[previous], from[current]);
+        const Frame target(to[vertex], to[previous], to[current]);
         sum = sum + cleaned(target.toWorld(source.toLocal(v)));
     }
     return normalized(sum) * length(v);

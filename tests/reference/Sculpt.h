@@ -99,7 +99,7 @@ private:
 
 /// What the sculpt step reads, and after it what it leaves.
 struct Dab {
-    Neighbours rings;
+    Rings rings;
     Pose position, normal, deltas, backupPoints, offsetPoints;
     std::vector<double> mask, falloff;
     Area area;
@@ -138,7 +138,7 @@ inline Vec displacement(const Dab &dab, size_t i, const Alpha &alpha)
         return cleaned(dab.normal[i] * (m * k * f * sign * r * 0.2));
     case BrushType::Fix: {
         const Vec detail = dab.offsetPoints[i] - ringMean(ring, dab.offsetPoints);
-        const Vec v = carried(detail, i, ring, dab.offsetPoints, dab.backupPoints);
+        const Vec v = carried(detail, i, dab.rings, dab.offsetPoints, dab.backupPoints);
         return cleaned(ringMean(ring, dab.backupPoints) + v - p) * (f * k);
     }
     case BrushType::Flatten:

@@ -193,6 +193,16 @@ inline TestMesh testThreeOnAnEdge()
              { 3, 3, 3 } };
 }
 
+/// A triangle alone, and two that share an edge and are wound against each other.
+inline TestMesh testLooseTriangles()
+{
+    TestMesh mesh = testGrid(3);
+    mesh.name = QStringLiteral("loose triangles");
+    mesh.indices = { 0, 3, 1, 4, 7, 8, 4, 5, 8 };
+    mesh.counts.assign(3, 3);
+    return mesh;
+}
+
 /// A curved sheet with a NaN point in its middle and an infinite one in a corner.
 inline TestMesh testNaNPoint()
 {
@@ -230,6 +240,7 @@ inline std::vector<TestMesh> testMeshes()
              testFan(),
              testTwoFans(),
              testThreeOnAnEdge(),
+             testLooseTriangles(),
              testNaNPoint(),
              testSheetAndLoosePoints() };
 }

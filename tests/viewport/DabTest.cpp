@@ -68,7 +68,7 @@ private:
     Dab expected(const BrushSettings &settings) const
     {
         const Topology &topology = *Global::topology();
-        Dab dab { { topology.rings(), size_t(topology.vertexCount()) },
+        Dab dab { { topology.rings(), size_t(topology.vertexCount()), topology.triangles() },
                   {},
                   {},
                   {},

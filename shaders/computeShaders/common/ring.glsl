@@ -6,14 +6,21 @@ uint vertexCount() { return uint(position.length()); }
 uint ringBegin(uint vertex) { return vertexCount() + 1u + ringVertices[vertex]; }
 uint ringEnd(uint vertex) { return vertexCount() + 1u + ringVertices[vertex + 1u]; }
 
+// Set in a neighbour that no face spans together with its predecessor: there the border opens, or one
+// fan ends and the next begins. Topology::markedRings() sets the same bit.
+#define RING_GAP 0x80000000u
+
+uint ringNeighbour(uint entry) { return ringVertices[entry] & ~RING_GAP; }
+bool ringGapBefore(uint entry) { return (ringVertices[entry] & RING_GAP) != 0u; }
+
 // Neighbours are cyclic: the first one's predecessor is the last, the last one's successor the first.
 uint ringPrevious(uint begin, uint end, uint entry)
 {
-    return ringVertices[entry == begin ? end - 1u : entry - 1u];
+    return ringNeighbour(entry == begin ? end - 1u : entry - 1u);
 }
 uint ringNext(uint begin, uint end, uint entry)
 {
-    return ringVertices[entry + 1u == end ? begin : entry + 1u];
+    return ringNeighbour(entry + 1u == end ? begin : entry + 1u);
 }
 
 float cotangent(float cosine) { return cosine / sqrt(1.0 - cosine * cosine); }
@@ -45,7 +52,7 @@ float cotangentWeight(vec3 p, vec3 neighbour, vec3 previous, vec3 next)
         vec3 sum = vec3(0.0);                                                                  \
         float weights = 0.0;                                                                   \
         for (uint entry = begin; entry < end; ++entry) {                                       \
-            vec3 neighbour = pose[ringVertices[entry]].xyz;                                    \
+            vec3 neighbour = pose[ringNeighbour(entry)].xyz;                                       \
             float weight = 1.0;                                                                \
             if (weighted)                                                                      \
                 weight = cotangentWeight(pose[vertex].xyz, neighbour,                          \

@@ -10,8 +10,9 @@ mat3 tangentFrame(vec3 p, vec3 previous, vec3 current)
     return mat3(a, normalize(cross(a, c)), c);
 }
 
-// Defines vec3 name(uint vertex, vec3 v). Every neighbour counts here, there is no cap. A triangle
-// without a frame (on a straight border) adds nothing; where no triangle has one, the result is NaN.
+// Defines vec3 name(uint vertex, vec3 v). Every neighbour counts here, there is no cap. A pair that no
+// face spans is no triangle, and one without a frame (collapsed) adds nothing; where no triangle has
+// one, the result is NaN.
 #define TANGENT_TRANSFER(name, fromPose, toPose)                                               \
     vec3 name(uint vertex, vec3 v)                                                             \
     {                                                                                          \
@@ -19,8 +20,10 @@ mat3 tangentFrame(vec3 p, vec3 previous, vec3 current)
         uint end = ringEnd(vertex);                                                            \
         vec3 sum = vec3(0.0);                                                                  \
         for (uint entry = begin; entry < end; ++entry) {                                       \
+            if (ringGapBefore(entry))                                                          \
+                continue;                                                                      \
             uint previous = ringPrevious(begin, end, entry);                                   \
-            uint current = ringVertices[entry];                                                \
+            uint current = ringNeighbour(entry);                                               \
             mat3 from = tangentFrame(fromPose[vertex].xyz, fromPose[previous].xyz,             \
                                      fromPose[current].xyz);                                   \
             mat3 to = tangentFrame(toPose[vertex].xyz, toPose[previous].xyz,                   \
