@@ -1,10 +1,12 @@
 #include "app/Licence.h"
 
-#include <QCoreApplication>
 #include <QCryptographicHash>
+#include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QMessageAuthenticationCode>
 #include <QSaveFile>
+#include <QStandardPaths>
 #include <QSysInfo>
 
 namespace {
@@ -28,9 +30,14 @@ QByteArray Licence::keyFor(const QByteArray &requestCode)
 
 bool Licence::isRightKey(const QByteArray &key) { return key.toLower() == keyFor(requestCode()); }
 
-QString Licence::keyFilePath()
+QString Licence::keyFilePath(const QString &programFolder)
 {
-    return QCoreApplication::applicationDirPath() + QStringLiteral("/licence.key");
+    const bool installed = programFolder.startsWith(QLatin1String("/usr/"));
+    const QString folder = installed
+        ? QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation) +
+            QStringLiteral("/plexmold")
+        : programFolder;
+    return folder + QStringLiteral("/licence.key");
 }
 
 bool Licence::isLicensed()
@@ -42,6 +49,6 @@ bool Licence::isLicensed()
 bool Licence::store(const QByteArray &key)
 {
     QSaveFile file(keyFilePath());
-    return file.open(QIODevice::WriteOnly) && file.write(key + '\n') == key.size() + 1 &&
-        file.commit();
+    return QDir().mkpath(QFileInfo(file.fileName()).path()) && file.open(QIODevice::WriteOnly) &&
+        file.write(key + '\n') == key.size() + 1 && file.commit();
 }

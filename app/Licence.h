@@ -1,10 +1,11 @@
 #pragma once
 
 #include <QByteArray>
+#include <QCoreApplication>
 #include <QString>
 
-/// The licence check: a key file beside the program holds the keyed hash of this machine's request
-/// code. It hides nothing and protects nothing but honesty; the program goes on either way.
+/// The licence check: a key file holds the keyed hash of this machine's request code. It hides
+/// nothing and protects nothing but honesty; the program goes on either way.
 namespace Licence {
 
 /// Hexadecimal SHA-256 of the machine's unique id, shortened to what a person can dictate.
@@ -13,7 +14,9 @@ QByteArray requestCode();
 QByteArray keyFor(const QByteArray &requestCode);
 bool isRightKey(const QByteArray &key);
 
-QString keyFilePath(); ///< "licence.key" beside the program
+/// "licence.key" beside the program, or in the user's own configuration folder where the program is
+/// installed under /usr, into which no program writes.
+QString keyFilePath(const QString &programFolder = QCoreApplication::applicationDirPath());
 /// Whether the key file is there, readable and right.
 bool isLicensed();
 /// False, with any earlier key file as it was, when the file cannot be written.

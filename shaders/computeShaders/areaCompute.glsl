@@ -8,15 +8,32 @@ layout(local_size_x = 1024) in;
 #include "common/buffers.glsl"
 #include "common/numbers.glsl"
 
+#define FOLD_LANES 32u
+
 uniform int pass;
 uniform float brushRadiusSquared;
 
 shared vec4 positions[GROUP_SIZE];
-shared vec4 normals[GROUP_SIZE];
+shared vec4 normals[GROUP_SIZE]; // the first one's w: whether the group holds any point
 
 uint vertexCount() { return uint(position.length()); }
 
-// Every invocation of the group has to come here: there are barriers inside.
+// Sums the first `count` entries into the first `lanes`, as a tree of halvings rounds it. A lane adds
+// only what it wrote itself, so no step waits for another lane.
+void fold(uint count, uint lanes)
+{
+    uint lane = gl_LocalInvocationID.x;
+    for (uint stride = lane < lanes ? count / 2u : 0u; stride >= lanes; stride /= 2u) {
+        for (uint entry = lane; entry < stride; entry += lanes) {
+            positions[entry] += positions[entry + stride];
+            normals[entry] += normals[entry + stride];
+        }
+    }
+}
+
+// Two folds, because waiting costs more than adding. Most groups hold nothing of the brush and fold
+// nothing; that has to be the loops' own condition, as some drivers run through a branch that no
+// lane takes. Every invocation of the group has to come here: there are barriers inside.
 void sumGroup(AreaData mine)
 {
     uint slot = gl_LocalInvocationID.x;
@@ -24,15 +41,19 @@ void sumGroup(AreaData mine)
     normals[slot] = mine.normal;
     memoryBarrierShared();
     barrier();
-    for (uint stride = GROUP_SIZE / 2u; stride > 0u; stride >>= 1u) {
-        if (slot < stride) {
-            positions[slot] += positions[slot + stride];
-            normals[slot] += normals[slot + stride];
-        }
-        memoryBarrierShared();
-        barrier();
-    }
+    if (mine.position.w > 0.0)
+        normals[0].w = 1.0; // the two arrays are all the shared memory that every card has
+    memoryBarrierShared();
+    barrier();
+    bool holdsPoints = normals[0].w > 0.0;
+    fold(holdsPoints ? GROUP_SIZE : 0u, FOLD_LANES);
+    memoryBarrierShared();
+    barrier();
+    fold(holdsPoints ? FOLD_LANES : 0u, 1u);
 }
+
+// For slot 0, which has summed it.
+AreaData groupSum() { return AreaData(positions[0], vec4(normals[0].xyz, 0.0)); }
 
 AreaData contribution(uint vertex)
 {
@@ -50,7 +71,7 @@ void sumVertices()
 {
     sumGroup(contribution(gl_GlobalInvocationID.x));
     if (gl_LocalInvocationID.x == 0u && gl_WorkGroupID.x < uint(area.length()))
-        area[gl_WorkGroupID.x] = AreaData(positions[0], normals[0]);
+        area[gl_WorkGroupID.x] = groupSum();
 }
 
 // A group writes into the first of the entries that only it reads: entry [group] may belong to
@@ -64,7 +85,7 @@ void sumPartials()
         mine = area[entry];
     sumGroup(mine);
     if (gl_LocalInvocationID.x == 0u && present)
-        area[entry] = AreaData(positions[0], normals[0]);
+        area[entry] = groupSum();
 }
 
 // Y follows the stroke from the last dab to this one, so the alpha lies along the stroke.

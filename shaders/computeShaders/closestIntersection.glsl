@@ -13,8 +13,11 @@ uniform vec3 nearP;
 uniform vec3 farP;
 uniform int ignoreBackface;
 
-shared float distances[GROUP_SIZE];
-shared int ids[GROUP_SIZE];
+// The nearest hit of the group, and the lowest triangle at that distance.
+shared uint nearestBits;
+shared uint lowestId;
+
+const uint NO_ID = 0xffffffffu; // as an int: -1
 
 uint triangleCount() { return uint(triangleVertices.length()) / 3u; }
 
@@ -78,41 +81,45 @@ float rayDistance(uint triangle)
     return isInside(a, b, c) ? length(hit - nearP) : MAX_FLOAT;
 }
 
-// Ties keep the lower triangle, whichever slots the tree brings together.
-bool isCloser(float distance, int id, float bestDistance, int bestId)
+// The nearest of the group's hits; ties keep the lower triangle. Distances are never negative, and so
+// sort as their bits do. Atomics, because a tree of halvings would wait at eleven barriers in place
+// of three, and waiting is what costs. Every invocation of the group has to come here.
+HIT nearestOfGroup(HIT mine)
 {
-    return distance < bestDistance || (distance == bestDistance && id != -1 && id < bestId);
-}
-
-// Every invocation of the group has to come here: there are barriers inside.
-void reduceGroup()
-{
-    uint slot = gl_LocalInvocationID.x;
+    uint bits = floatBitsToUint(mine.distance);
+    if (gl_LocalInvocationID.x == 0u) {
+        nearestBits = floatBitsToUint(MAX_FLOAT);
+        lowestId = NO_ID;
+    }
     memoryBarrierShared();
     barrier();
-    for (uint stride = GROUP_SIZE / 2u; stride > 0u; stride >>= 1u) {
-        if (slot < stride &&
-            isCloser(distances[slot + stride], ids[slot + stride], distances[slot], ids[slot])) {
-            distances[slot] = distances[slot + stride];
-            ids[slot] = ids[slot + stride];
-        }
-        memoryBarrierShared();
-        barrier();
-    }
+    if (mine.id != -1)
+        atomicMin(nearestBits, bits);
+    memoryBarrierShared();
+    barrier();
+    if (mine.id != -1 && bits == nearestBits)
+        atomicMin(lowestId, uint(mine.id));
+    memoryBarrierShared();
+    barrier();
+    return HIT(int(lowestId), uintBitsToFloat(nearestBits));
 }
 
 void reduceTriangles()
 {
     uint triangle = gl_GlobalInvocationID.x;
-    uint slot = gl_LocalInvocationID.x;
+    HIT mine = HIT(-1, MAX_FLOAT);
+    if (triangle < triangleCount()) {
+        float found = rayDistance(triangle);
+        if (found < MAX_FLOAT)
+            mine = HIT(int(triangle), found);
+    }
+    HIT nearest = nearestOfGroup(mine);
+    if (gl_LocalInvocationID.x != 0u)
+        return;
     brush.hitTriangle = -1;
     brush.hitVertex = -1;
-    float found = triangle < triangleCount() ? rayDistance(triangle) : MAX_FLOAT;
-    distances[slot] = found;
-    ids[slot] = found < MAX_FLOAT ? int(triangle) : -1;
-    reduceGroup();
-    if (slot == 0u && gl_WorkGroupID.x < uint(triangleHit.length()))
-        triangleHit[gl_WorkGroupID.x] = HIT(ids[0], distances[0]);
+    if (gl_WorkGroupID.x < uint(triangleHit.length()))
+        triangleHit[gl_WorkGroupID.x] = nearest;
 }
 
 // A group writes into the first of the entries that only it reads: entry [group] may belong to
@@ -120,13 +127,13 @@ void reduceTriangles()
 void reducePartials()
 {
     uint entry = gl_GlobalInvocationID.x;
-    uint slot = gl_LocalInvocationID.x;
     bool present = entry < uint(triangleHit.length());
-    distances[slot] = present ? triangleHit[entry].distance : MAX_FLOAT;
-    ids[slot] = present ? triangleHit[entry].id : -1;
-    reduceGroup();
-    if (slot == 0u && present)
-        triangleHit[entry] = HIT(ids[0], distances[0]);
+    HIT mine = HIT(-1, MAX_FLOAT);
+    if (present)
+        mine = triangleHit[entry];
+    HIT nearest = nearestOfGroup(mine);
+    if (gl_LocalInvocationID.x == 0u && present)
+        triangleHit[entry] = nearest;
 }
 
 void writeHit(HIT closest)

@@ -19,12 +19,14 @@ void main()
     uint end = ringEnd(vertex);
     vec3 p = position[vertex].xyz;
     vec3 sum = vec3(0.0);
+    vec3 x = vec3(0.0); // towards the neighbour before
+    if (begin < end)
+        x = normalize(position[ringNeighbour(end - 1u)].xyz - p);
     for (uint entry = begin; entry < end; ++entry) {
-        if (ringGapBefore(entry))
-            continue;
-        vec3 x = normalize(position[ringPrevious(begin, end, entry)].xyz - p);
         vec3 y = normalize(position[ringNeighbour(entry)].xyz - p);
-        sum += removeNan(normalize(cross(y, x)));
+        if (!ringGapBefore(entry))
+            sum += removeNan(normalize(cross(y, x)));
+        x = y;
     }
     normal[vertex] = vec4(removeNan(normalize(sum)), 0.0);
 }

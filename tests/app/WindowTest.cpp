@@ -362,6 +362,7 @@ void WindowTest::licence()
     QVERIFY(QDir().mkdir(Licence::keyFilePath())); // something that cannot be read
     QVERIFY(!Licence::isLicensed());
     QVERIFY(QDir().rmdir(Licence::keyFilePath()));
+    QVERIFY(!Licence::keyFilePath(QStringLiteral("/usr/lib/plexmold")).startsWith(u"/usr"));
 
     action(QStringLiteral("&Show Request Code"))->trigger();
     auto *dialog = Global::mainWindow()->findChild<QDialog *>();

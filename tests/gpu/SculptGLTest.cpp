@@ -84,6 +84,18 @@ BrushData someArea()
     return brush;
 }
 
+/// What a tree of halvings makes of one group's items: rounded in this order, whoever adds.
+QVector4D groupSum(const PointArray &items, size_t group)
+{
+    PointArray tree(kGroupSize);
+    for (size_t i = 0; i < tree.size() && group * kGroupSize + i < items.size(); ++i)
+        tree[i] = items[group * kGroupSize + i];
+    for (size_t stride = kGroupSize / 2; stride > 0; stride /= 2)
+        for (size_t i = 0; i < stride; ++i)
+            tree[i] += tree[i + stride];
+    return tree.front();
+}
+
 /// All that a dab may write, one after the other.
 Pose stateAfter(const Scene &s, const std::vector<float> &falloff, const BrushSettings &brush)
 {
@@ -347,6 +359,11 @@ void SculptGLTest::areaAndFrameLikeTheReference()
                 { brush().areaPosition, brush().areaNormal, m[0], m[1], m[2], m[3] },
                 { area.position, area.normal, frame.x, frame.y, frame.z, frame.origin }, 5e-5));
             QCOMPARE(brush().areaPosition.w(), area.points > 0 ? 1.0f : 0.0f);
+            const auto sums = mesh().readBack<AreaData>(Semantic::kArea);
+            for (size_t group = 1; radius > 3.0 && group < sums.size(); ++group) { // all inside
+                QCOMPARE(sums[group].position, groupSum(cloud.points, group));
+                QCOMPARE(sums[group].normal, groupSum(normals, group));
+            }
         }
     }
 }

@@ -4,6 +4,9 @@
 #include "shaders/computeShaders/common/bindings.glsl"
 #include "shaders/computeShaders/common/brushes.glsl"
 
+#include <QDirIterator>
+#include <QProcess>
+#include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QtTest>
 
@@ -17,13 +20,14 @@ private slots:
     void groupCounts();
     void expandsEachFileOnce();
     void namesTheMissingFile();
+    void referenceCompilerTakesThem();
 
 private:
-    QString write(const char *name, const QByteArray &text)
+    QString write(const QString &name, const QByteArray &text)
     {
-        QFile file(m_folder.filePath(QLatin1String(name)));
+        QFile file(m_folder.filePath(name));
         if (!file.open(QIODevice::WriteOnly) || file.write(text) != text.size())
-            qFatal("can't write %s", name);
+            qFatal("can't write %s", qPrintable(name));
         return file.fileName();
     }
 
@@ -71,9 +75,9 @@ void ShaderSourceTest::groupCounts()
 void ShaderSourceTest::expandsEachFileOnce()
 {
     QVERIFY(QDir(m_folder.path()).mkpath(QStringLiteral("common")));
-    write("common/a.glsl", "int a;");
-    write("common/b.glsl", "#include \"common/a.glsl\"\r\nint b;\r\n");
-    const QString main = write("main.glsl",
+    write(QStringLiteral("common/a.glsl"), "int a;");
+    write(QStringLiteral("common/b.glsl"), "#include \"common/a.glsl\"\r\nint b;\r\n");
+    const QString main = write(QStringLiteral("main.glsl"),
                                "#version 430 core\n"
                                "#include \"common/b.glsl\"\n"
                                "  #include \"common/a.glsl\"\n"
@@ -86,9 +90,48 @@ void ShaderSourceTest::expandsEachFileOnce()
 
 void ShaderSourceTest::namesTheMissingFile()
 {
-    const QString main = write("main.glsl", "#version 430 core\n#include \"common/gone.glsl\"\n");
+    const QString main =
+        write(QStringLiteral("main.glsl"), "#version 430 core\n#include \"common/gone.glsl\"\n");
     QVERIFY(loadShader(main).text.isEmpty());
     QVERIFY(loadShader(main).error.contains(QLatin1String("common/gone.glsl")));
+}
+
+/// Drivers differ in what they let pass. The text is what the program hands to the driver, each
+/// draw program's stages linked with each other.
+void ShaderSourceTest::referenceCompilerTakesThem()
+{
+    const QString compiler = QStandardPaths::findExecutable(QStringLiteral("glslangValidator"));
+#ifndef REQUIRE_GL
+    if (compiler.isEmpty())
+        QSKIP("no reference compiler here");
+#endif
+    const auto stage = [this](const QString &path, const QString &suffix) {
+        const ShaderSource source = loadShader(path);
+        return source.text.startsWith("#version 430 core\n")
+            ? write(QFileInfo(path).baseName() + suffix, source.text)
+            : path + QStringLiteral(" is not for 4.3 core");
+    };
+    int programs = 0;
+    for (const char *folder : { ":/computeShaders/ComputeShaders", ":/drawShaders/DrawShaders" }) {
+        for (QDirIterator files(QLatin1String(folder), QDir::Files); files.hasNext();) {
+            QString path = files.next();
+            QStringList stages(QStringLiteral("-l"));
+            if (path.startsWith(QLatin1String(":/compute")))
+                stages << stage(path, QStringLiteral(".comp"));
+            else if (path.contains(QLatin1String("vertex")))
+                stages << stage(path, QStringLiteral(".vert"))
+                       << stage(path.replace(QLatin1String("vertex"), QLatin1String("fragment")),
+                                QStringLiteral(".frag"));
+            else
+                continue; // with its vertex shader
+            QProcess process;
+            process.start(compiler, stages);
+            QVERIFY2(process.waitForFinished() && process.exitCode() == 0,
+                     path.toUtf8() + process.readAllStandardOutput());
+            ++programs;
+        }
+    }
+    QVERIFY(programs >= 17);
 }
 
 QTEST_GUILESS_MAIN(ShaderSourceTest)
