@@ -2,69 +2,50 @@
 
 #include "gpu/GpuCounters.h"
 #include "gpu/Log.h"
-#include "gpu/ShaderSource.h"
+#include "gpu/ShaderProgram.h"
 #include "layers/Topology.h"
 
 #include <QImage>
 #include <QOpenGLContext>
 #include <QOpenGLDebugLogger>
-#include <QOpenGLShaderProgram>
 #include <QOpenGLTexture>
 
 namespace {
 
-struct ShaderFile {
-    QOpenGLShader::ShaderType type;
-    const char *path;
-};
-
-// In the order of GPUMesh::Program.
-const std::vector<ShaderFile> kPrograms[] = {
-    { { QOpenGLShader::Vertex, ":/drawShaders/DrawShaders/vertex.glsl" },
-      { QOpenGLShader::Fragment, ":/drawShaders/DrawShaders/fragment.glsl" } },
-    { { QOpenGLShader::Vertex, ":/drawShaders/DrawShaders/compare_vertex.glsl" },
-      { QOpenGLShader::Fragment, ":/drawShaders/DrawShaders/compare_fragment.glsl" } },
-    { { QOpenGLShader::Vertex, ":/drawShaders/DrawShaders/vertexWire.glsl" },
-      { QOpenGLShader::Fragment, ":/drawShaders/DrawShaders/fragmentWire.glsl" } },
-    { { QOpenGLShader::Compute, ":/computeShaders/ComputeShaders/vertexNormals.glsl" } },
-    { { QOpenGLShader::Compute, ":/computeShaders/ComputeShaders/closestIntersection.glsl" } },
-    { { QOpenGLShader::Compute, ":/computeShaders/ComputeShaders/areaCompute.glsl" } },
-    { { QOpenGLShader::Compute, ":/computeShaders/ComputeShaders/picking.glsl" } },
-    { { QOpenGLShader::Compute, ":/computeShaders/ComputeShaders/sculpt.glsl" } },
-    { { QOpenGLShader::Compute, ":/computeShaders/ComputeShaders/addDeltas.glsl" } },
-    { { QOpenGLShader::Compute, ":/computeShaders/ComputeShaders/cloth.glsl" } },
-    { { QOpenGLShader::Compute, ":/computeShaders/ComputeShaders/clone.glsl" } },
-    { { QOpenGLShader::Compute, ":/computeShaders/ComputeShaders/relax.glsl" } },
-    { { QOpenGLShader::Compute, ":/computeShaders/ComputeShaders/mush.glsl" } },
-    { { QOpenGLShader::Compute, ":/computeShaders/ComputeShaders/jiggle.glsl" } },
-};
-
-/// Adds one stage; a failure ends in one line with the driver's log, whose file numbers count the
-/// files listed behind it.
-bool addStage(QOpenGLShaderProgram &program, const ShaderFile &file)
+ShaderStage kernel(const char *name, const QByteArray &defines = {})
 {
-    const ShaderSource source = loadShader(QLatin1String(file.path));
-    if (source.text.isEmpty()) {
-        qCDebug(lcGpu).noquote() << source.error;
-        return false;
-    }
-    if (program.addShaderFromSourceCode(file.type, source.text))
-        return true;
-    qCDebug(lcGpu).noquote() << "can't compile" << file.path << program.log()
-                             << source.files.join(QLatin1Char(' '));
-    return false;
+    return { QOpenGLShader::Compute,
+             QLatin1String(":/computeShaders/ComputeShaders/") + QLatin1String(name), defines };
 }
 
-bool buildProgram(QOpenGLShaderProgram &program, const std::vector<ShaderFile> &files)
+std::vector<ShaderStage> drawProgram(const char *vertex, const char *fragment)
 {
-    for (const ShaderFile &file : files) {
-        if (!addStage(program, file))
-            return false;
-    }
-    if (program.link())
-        return true;
-    qCDebug(lcGpu).noquote() << "can't link" << files.front().path << program.log();
-    return false;
+    const QString folder = QStringLiteral(":/drawShaders/DrawShaders/");
+    return { { QOpenGLShader::Vertex, folder + QLatin1String(vertex), {} },
+             { QOpenGLShader::Fragment, folder + QLatin1String(fragment), {} } };
+}
+
+/// In the order of GPUMesh::Program.
+std::vector<std::vector<ShaderStage>> programTable()
+{
+    return {
+        drawProgram("vertex.glsl", "fragment.glsl"),
+        drawProgram("compare_vertex.glsl", "compare_fragment.glsl"),
+        drawProgram("vertexWire.glsl", "fragmentWire.glsl"),
+        { kernel("vertexNormals.glsl") },
+        { kernel("closestIntersection.glsl") },
+        { kernel("areaCompute.glsl") },
+        { kernel("picking.glsl") },
+        { kernel("sculpt.glsl", "#define BRUSHES PLAIN_BRUSHES\n") },
+        { kernel("sculpt.glsl", "#define BRUSHES ALPHA_BRUSHES\n") },
+        { kernel("sculpt.glsl", "#define BRUSHES RING_BRUSHES\n") },
+        { kernel("addDeltas.glsl") },
+        { kernel("cloth.glsl") },
+        { kernel("clone.glsl") },
+        { kernel("relax.glsl") },
+        { kernel("mush.glsl") },
+        { kernel("jiggle.glsl") },
+    };
 }
 
 /// The sculpt kernel filters by hand, so the texture hands out single texels.
@@ -138,10 +119,11 @@ void GPUMesh::startDebugLog()
 
 bool GPUMesh::buildPrograms()
 {
-    static_assert(std::size(kPrograms) == size_t(Program::Count));
+    const std::vector<std::vector<ShaderStage>> table = programTable();
+    Q_ASSERT(table.size() == m_programs.size());
     for (size_t i = 0; i < m_programs.size(); ++i) {
-        m_programs[i] = std::make_unique<QOpenGLShaderProgram>();
-        if (!buildProgram(*m_programs[i], kPrograms[i]))
+        m_programs[i] = std::make_unique<ShaderProgram>();
+        if (!m_programs[i]->build(table[i]))
             return false;
     }
     return true;
@@ -275,7 +257,7 @@ void GPUMesh::copyBuffer(const QString &source, const QString &target)
     ++gpuCounters().copies;
 }
 
-QOpenGLShaderProgram &GPUMesh::program(Program which) { return *m_programs[size_t(which)]; }
+ShaderProgram &GPUMesh::program(Program which) { return *m_programs[size_t(which)]; }
 
 void GPUMesh::dispatchGroups(int groups)
 {
@@ -287,7 +269,9 @@ void GPUMesh::dispatchGroups(int groups)
 
 void GPUMesh::onMessageLogged(const QOpenGLDebugMessage &message)
 {
-    // Some drivers send a notification about each upload: several per frame and per dab.
-    if (message.severity() != QOpenGLDebugMessage::NotificationSeverity)
+    // Some drivers send a notification about each upload, or tell how fast each copy and draw was:
+    // several lines per frame and per dab, which would bury the one that matters.
+    if (message.severity() != QOpenGLDebugMessage::NotificationSeverity &&
+        message.type() != QOpenGLDebugMessage::PerformanceType)
         qCDebug(lcGpu).noquote() << "OpenGL:" << message.message();
 }

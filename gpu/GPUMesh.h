@@ -19,9 +19,9 @@
 class AlembicFile;
 class QOpenGLDebugLogger;
 class QOpenGLDebugMessage;
-class QOpenGLShaderProgram;
 class QOpenGLTexture;
 class ProgramScope;
+class ShaderProgram;
 class Topology;
 
 /// What a draw needs beside the buffers.
@@ -159,7 +159,9 @@ private:
         ClosestIntersection,
         AreaCompute,
         Picking,
-        Sculpt,
+        SculptPlain,
+        SculptAlpha,
+        SculptRing,
         AddDeltas,
         Cloth,
         Clone,
@@ -175,7 +177,8 @@ private:
     int itemsOf(ItemCount count) const;
     bool readFrame(int frame, double framesPerSecond, const AlembicFile &alembic);
 
-    QOpenGLShaderProgram &program(Program which);
+    ShaderProgram &program(Program which);
+    static Program sculptProgram(BrushType brush);
     /// The one place that dispatches: the bound program over `groups` work groups of the sixteen
     /// buffers, then the barrier.
     void dispatchGroups(int groups);
@@ -197,7 +200,7 @@ private:
     std::optional<int> m_fallbackFrame; ///< the frame of the last load, where a mesh stayed behind
     std::array<GLBuffer, 16> m_buffers;
     CardArrays m_cardArrays;
-    std::array<std::unique_ptr<QOpenGLShaderProgram>, size_t(Program::Count)> m_programs;
+    std::array<std::unique_ptr<ShaderProgram>, size_t(Program::Count)> m_programs;
     std::unique_ptr<QOpenGLTexture> m_clayAlpha;
     std::unique_ptr<QOpenGLTexture> m_creaseAlpha;
     std::unique_ptr<QOpenGLDebugLogger> m_logger;

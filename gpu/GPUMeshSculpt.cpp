@@ -73,6 +73,22 @@ void GPUMesh::reduce(ProgramScope &scope, int items)
     }
 }
 
+// The families of shaders/computeShaders/sculpt.glsl.
+GPUMesh::Program GPUMesh::sculptProgram(BrushType brush)
+{
+    switch (brush) {
+    case BrushType::Clay:
+    case BrushType::Crease:
+        return Program::SculptAlpha;
+    case BrushType::Fix:
+    case BrushType::Smooth:
+    case BrushType::MaskSmooth:
+        return Program::SculptRing;
+    default:
+        return Program::SculptPlain;
+    }
+}
+
 void GPUMesh::sculpt(const BrushSettings &brush, const QVector3D &moveVector)
 {
     if (brush.type == BrushType::None || !initialize())
@@ -80,7 +96,7 @@ void GPUMesh::sculpt(const BrushSettings &brush, const QVector3D &moveVector)
     QOpenGLTexture *alpha = brush.type == BrushType::Clay ? m_clayAlpha.get()
         : brush.type == BrushType::Crease                 ? m_creaseAlpha.get()
                                                           : nullptr;
-    ProgramScope scope(program(Program::Sculpt));
+    ProgramScope scope(program(sculptProgram(brush.type)));
     scope.set("Radius", brush.radius);
     scope.set("MoveVector", moveVector);
     scope.set("Intensity", brush.intensity);

@@ -1,11 +1,11 @@
 #include "gpu/ImagePlane.h"
 
 #include "gpu/Log.h"
+#include "gpu/ProgramScope.h"
 
 #include <QFileInfo>
 #include <QImageReader>
 #include <QOpenGLContext>
-#include <QOpenGLShaderProgram>
 #include <QOpenGLTexture>
 
 #include <algorithm>
@@ -34,23 +34,13 @@ bool ImagePlane::initialize()
         qCDebug(lcGpu).noquote() << "failed to initialize OpenGL functions for GPUMesh";
         return false;
     }
-    if (!buildProgram())
+    m_program = std::make_unique<ShaderProgram>();
+    if (!m_program->build(drawStages(QStringLiteral("imgPlane"))))
         return false;
     qCDebug(lcGpu).noquote() << "opengl initialized for image plane";
     m_failed = false;
     m_initialized = true;
     return true;
-}
-
-bool ImagePlane::buildProgram()
-{
-    const QString stem = QStringLiteral(":/drawShaders/DrawShaders/imgPlane_");
-    m_program = std::make_unique<QOpenGLShaderProgram>();
-    return m_program->addShaderFromSourceFile(QOpenGLShader::Vertex,
-                                              stem + QStringLiteral("vertex.glsl")) &&
-        m_program->addShaderFromSourceFile(QOpenGLShader::Fragment,
-                                           stem + QStringLiteral("fragment.glsl")) &&
-        m_program->link();
 }
 
 void ImagePlane::draw(int frame, const CameraRecord &camera, const QMatrix4x4 &modelView,
@@ -64,38 +54,35 @@ void ImagePlane::draw(int frame, const CameraRecord &camera, const QMatrix4x4 &m
     QOpenGLTexture *texture = textureFor(entry->second, look);
     if (!texture)
         return;
-    m_program->bind();
+    ProgramScope program(*m_program);
     texture->bind(0);
     glDepthMask(GL_FALSE);
     glEnable(GL_BLEND);
     glBlendFunc(GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA);
-    setUniforms(camera, modelView, projection);
+    setUniforms(program, camera, modelView, projection);
     glDrawArrays(GL_TRIANGLES, 0, kCornerCount);
     glDisable(GL_BLEND);
     glDepthMask(GL_TRUE);
     texture->release(0);
-    m_program->release();
 }
 
-void ImagePlane::setUniforms(const CameraRecord &camera, const QMatrix4x4 &modelView,
-                             const QMatrix4x4 &projection)
+void ImagePlane::setUniforms(ProgramScope &program, const CameraRecord &camera,
+                             const QMatrix4x4 &modelView, const QMatrix4x4 &projection) const
 {
-    m_program->setUniformValue("CameraMatrix", camera.matrix);
-    m_program->setUniformValue("ModelView", modelView);
-    m_program->setUniformValue("Projection", projection);
+    program.set("CameraMatrix", camera.matrix);
+    program.set("ModelView", modelView);
+    program.set("Projection", projection);
     // The archive's centimetres as inches: the vertex stage counts the focal length in inches.
-    m_program->setUniformValue("HorizontalFilmAperture",
-                               camera.horizontalAperture / kCentimetresPerInch);
-    m_program->setUniformValue("VerticalFilmAperture",
-                               camera.verticalAperture / kCentimetresPerInch);
-    m_program->setUniformValue("FocalLength", camera.focalLength);
-    m_program->setUniformValue("ScaleX", m_settings.scaleX);
-    m_program->setUniformValue("ScaleY", m_settings.scaleY);
-    m_program->setUniformValue("OffsetX", m_settings.offsetX);
-    m_program->setUniformValue("OffsetY", m_settings.offsetY);
-    m_program->setUniformValue("Depth", m_settings.depth);
-    m_program->setUniformValue("Opacity", m_settings.opacity);
-    m_program->setUniformValue("imageTex", 0);
+    program.set("HorizontalFilmAperture", camera.horizontalAperture / kCentimetresPerInch);
+    program.set("VerticalFilmAperture", camera.verticalAperture / kCentimetresPerInch);
+    program.set("FocalLength", camera.focalLength);
+    program.set("ScaleX", m_settings.scaleX);
+    program.set("ScaleY", m_settings.scaleY);
+    program.set("OffsetX", m_settings.offsetX);
+    program.set("OffsetY", m_settings.offsetY);
+    program.set("Depth", m_settings.depth);
+    program.set("Opacity", m_settings.opacity);
+    program.set("imageTex", 0);
 }
 
 void ImagePlane::setSequence(ImageSequence sequence)

@@ -11,8 +11,9 @@
 #include <memory>
 #include <optional>
 
-class QOpenGLShaderProgram;
+class ProgramScope;
 class QOpenGLTexture;
+class ShaderProgram;
 
 /// Where the plate stands before a camera and what of it shows.
 struct PlateSettings {
@@ -55,18 +56,17 @@ private:
         std::unique_ptr<QOpenGLTexture> texture;
     };
 
-    bool buildProgram();
     QOpenGLTexture *textureFor(const QString &path, bool look);
     Image loadImage(const QString &path);
     void dropOldestImage();
-    void setUniforms(const CameraRecord &camera, const QMatrix4x4 &modelView,
-                     const QMatrix4x4 &projection);
+    void setUniforms(ProgramScope &program, const CameraRecord &camera, const QMatrix4x4 &modelView,
+                     const QMatrix4x4 &projection) const;
 
     bool m_initialized = false;
     bool m_failed = false;
     PlateSettings m_settings;
     ImageSequence m_sequence;
-    std::unique_ptr<QOpenGLShaderProgram> m_program;
+    std::unique_ptr<ShaderProgram> m_program;
     std::optional<int> m_frame; ///< of the last picture
     std::list<Image> m_images; ///< the last one drawn first; textures are bounded in number
 };

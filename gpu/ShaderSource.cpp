@@ -24,8 +24,9 @@ QByteArray lineDirective(int nextLine, int file)
 
 class Expander {
 public:
-    explicit Expander(const QString &mainPath)
+    Expander(const QString &mainPath, const QByteArray &defines)
         : m_folder(QFileInfo(mainPath).path())
+        , m_defines(defines)
     {
     }
 
@@ -61,7 +62,7 @@ private:
         m_source.text += line + '\n';
         // Qt puts lines of its own behind #version, and its #line there is one short.
         if (line.trimmed().startsWith("#version"))
-            m_source.text += lineDirective(lineNumber + 1, file);
+            m_source.text += m_defines + lineDirective(lineNumber + 1, file);
         return true;
     }
 
@@ -74,14 +75,15 @@ private:
     }
 
     const QString m_folder;
+    const QByteArray m_defines;
     ShaderSource m_source;
 };
 
 } // namespace
 
-ShaderSource loadShader(const QString &path)
+ShaderSource loadShader(const QString &path, const QByteArray &defines)
 {
-    Expander expander(path);
+    Expander expander(path, defines);
     const bool complete = expander.expand(path);
     ShaderSource source = expander.take();
     if (!complete)

@@ -13,5 +13,5 @@ struct ShaderSource {
     QString error; ///< names the missing file
 };
 
-/// `path`: a file or resource path.
-ShaderSource loadShader(const QString &path);
+/// `path`: a file or resource path. `defines`: whole lines that go behind #version.
+ShaderSource loadShader(const QString &path, const QByteArray &defines = {});

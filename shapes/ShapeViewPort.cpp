@@ -1,48 +1,22 @@
 #include "shapes/ShapeViewPort.h"
 
+#include "gpu/GroundGrid.h"
 #include "gpu/ProgramScope.h"
-#include "gpu/ShaderSource.h"
 #include "layers/PointMath.h"
 #include "shapes/Log.h"
 #include "viewport/InteractionMode.h"
 
 #include <QKeyEvent>
 #include <QMouseEvent>
-#include <QOpenGLShaderProgram>
 #include <QOpenGLVertexArrayObject>
 
 #include <optional>
 
 namespace {
 
-constexpr int kGridVertexCount = 44; // 22 lines, made by the vertex stage from the index alone
 constexpr int kPositionLocation = 0;
 constexpr int kNormalLocation = 1;
 const QVector3D kLightDirection(0.0f, 0.0f, 1.0f); // eye space: from behind the viewer
-
-bool addStage(QOpenGLShaderProgram &program, QOpenGLShader::ShaderType type, const QString &name)
-{
-    const ShaderSource source = loadShader(QStringLiteral(":/drawShaders/DrawShaders/") + name);
-    if (!source.text.isEmpty() && program.addShaderFromSourceCode(type, source.text))
-        return true;
-    qCDebug(lcShapes).noquote() << "can't compile" << name << source.error << program.log();
-    return false;
-}
-
-// The program of "NAME_vertex.glsl" and "NAME_fragment.glsl"; null when it cannot be built.
-std::unique_ptr<QOpenGLShaderProgram> buildProgram(const QString &name)
-{
-    auto program = std::make_unique<QOpenGLShaderProgram>();
-    if (!addStage(*program, QOpenGLShader::Vertex, name + QStringLiteral("_vertex.glsl")) ||
-        !addStage(*program, QOpenGLShader::Fragment, name + QStringLiteral("_fragment.glsl")))
-        return nullptr;
-    program->bindAttributeLocation("VertexPosition", kPositionLocation);
-    program->bindAttributeLocation("VertexNormal", kNormalLocation);
-    if (program->link())
-        return program;
-    qCDebug(lcShapes).noquote() << "can't link" << name << program->log();
-    return nullptr;
-}
 
 PointArray pointsOf(const ShapeMesh &shape)
 {
@@ -71,7 +45,7 @@ ShapeViewPort::~ShapeViewPort()
 
 void ShapeViewPort::freeGL()
 {
-    m_gridProgram.reset();
+    m_grid.reset();
     m_shapeProgram.reset();
     m_gridArray.reset();
     m_shapeArray.reset();
@@ -132,9 +106,10 @@ void ShapeViewPort::initializeGL()
         qCDebug(lcShapes).noquote() << "failed to initialize OpenGL functions";
         return;
     }
-    m_gridProgram = buildProgram(QStringLiteral("grid"));
-    m_shapeProgram = buildProgram(QStringLiteral("shape"));
-    if (!m_gridProgram || !m_shapeProgram || !makeVertexArrays())
+    m_grid = std::make_unique<GroundGrid>();
+    m_shapeProgram = std::make_unique<ShaderProgram>();
+    if (!m_grid->build() || !m_shapeProgram->build(drawStages(QStringLiteral("shape"))) ||
+        !makeVertexArrays())
         return;
     glEnable(GL_DEPTH_TEST);
     glClearColor(0.4f, 0.4f, 0.4f, 1.0f);
@@ -179,7 +154,8 @@ void ShapeViewPort::paintGL()
     const CameraMatrices matrices = m_camera.matrices();
     if (m_shape && !m_shape->indices.empty())
         drawShape(matrices);
-    drawGrid(matrices);
+    const QOpenGLVertexArrayObject::Binder vertexArray(m_gridArray.get());
+    m_grid->draw(matrices.projection * matrices.view);
 }
 
 // With the shape's vertex array bound, which keeps the index buffer.
@@ -209,12 +185,4 @@ void ShapeViewPort::drawShape(const CameraMatrices &matrices)
     program.set("NormalMatrix", matrices.normal);
     program.set("LightDirection", kLightDirection);
     glDrawElements(GL_TRIANGLES, GLsizei(m_shape->indices.size()), GL_UNSIGNED_INT, nullptr);
-}
-
-void ShapeViewPort::drawGrid(const CameraMatrices &matrices)
-{
-    const QOpenGLVertexArrayObject::Binder vertexArray(m_gridArray.get());
-    ProgramScope program(*m_gridProgram);
-    program.set("MVP", matrices.projection * matrices.view);
-    glDrawArrays(GL_LINES, 0, kGridVertexCount);
 }

@@ -9,8 +9,9 @@
 
 #include <memory>
 
-class QOpenGLShaderProgram;
+class GroundGrid;
 class QOpenGLVertexArrayObject;
+class ShaderProgram;
 
 /// The preview of one shape on the ground grid, lit as the meshes of the main view are, back faces
 /// culled, and turned by the same drags, with no Alt needed; F frames the shape. Its buffers live
@@ -45,13 +46,12 @@ private:
     bool makeVertexArrays();
     void uploadShape();
     void drawShape(const CameraMatrices &matrices);
-    void drawGrid(const CameraMatrices &matrices);
 
     OrbitCamera m_camera;
     bool m_dragging = false;
     std::shared_ptr<const ShapeMesh> m_shape;
-    std::unique_ptr<QOpenGLShaderProgram> m_gridProgram;
-    std::unique_ptr<QOpenGLShaderProgram> m_shapeProgram;
+    std::unique_ptr<GroundGrid> m_grid;
+    std::unique_ptr<ShaderProgram> m_shapeProgram;
     std::unique_ptr<QOpenGLVertexArrayObject> m_gridArray;
     std::unique_ptr<QOpenGLVertexArrayObject> m_shapeArray;
     QOpenGLBuffer m_positions { QOpenGLBuffer::VertexBuffer };

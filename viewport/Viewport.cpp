@@ -3,6 +3,7 @@
 #include "alembic/AlembicFile.h"
 #include "app/Global.h"
 #include "gpu/GPUMesh.h"
+#include "gpu/GroundGrid.h"
 #include "gpu/ImagePlane.h"
 #include "timeline/Timeline.h"
 #include "viewport/Log.h"
@@ -10,7 +11,6 @@
 #include "viewport/UIDrawManager.h"
 
 #include <QCursor>
-#include <QOpenGLShaderProgram>
 #include <QOpenGLVertexArrayObject>
 #include <QPixmap>
 #include <QVBoxLayout>
@@ -28,8 +28,6 @@ const char *const kCursorImage[] = {
     "......",
 };
 // clang-format on
-
-constexpr int kGridVertexCount = 44; // 22 lines, made by the vertex stage from the index alone
 
 QMatrix4x4 mirrorTransform()
 {
@@ -64,7 +62,7 @@ Viewport::~Viewport()
 {
     makeCurrent();
     m_vertexArray.reset();
-    m_gridProgram.reset();
+    m_grid.reset();
     doneCurrent();
 }
 
@@ -104,7 +102,8 @@ void Viewport::initializeGL()
     }
     const auto *version = reinterpret_cast<const char *>(glGetString(GL_VERSION));
     qCDebug(lcViewport).noquote().nospace() << "OpenGL version: " << version;
-    if (!buildGridProgram())
+    m_grid = std::make_unique<GroundGrid>();
+    if (!m_grid->build())
         return;
     m_vertexArray = std::make_unique<QOpenGLVertexArrayObject>();
     m_vertexArray->create();
@@ -113,17 +112,6 @@ void Viewport::initializeGL()
     glEnable(GL_CULL_FACE);
     glCullFace(GL_BACK);
     m_initialized = true;
-}
-
-bool Viewport::buildGridProgram()
-{
-    const QString folder = QStringLiteral(":/drawShaders/DrawShaders/");
-    m_gridProgram = std::make_unique<QOpenGLShaderProgram>();
-    return m_gridProgram->addShaderFromSourceFile(QOpenGLShader::Vertex,
-                                                  folder + QStringLiteral("grid_vertex.glsl")) &&
-        m_gridProgram->addShaderFromSourceFile(QOpenGLShader::Fragment,
-                                               folder + QStringLiteral("grid_fragment.glsl")) &&
-        m_gridProgram->link();
 }
 
 void Viewport::resizeGL(int width, int height)
@@ -143,7 +131,7 @@ void Viewport::paintGL()
     const std::optional<CameraRecord> camera = sceneCamera(); // read once a picture
     const CameraMatrices frame = matricesThrough(camera);
     drawMesh(frame);
-    drawGrid(frame);
+    m_grid->draw(frame.projection * frame.view);
     if (camera)
         drawImagePlane(*camera, frame);
 }
@@ -164,14 +152,6 @@ void Viewport::drawMesh(const CameraMatrices &matrices)
     options.compareSplit = Global::compareSplit();
     options.wireframe = m_wireframe;
     mesh->draw(options);
-}
-
-void Viewport::drawGrid(const CameraMatrices &matrices)
-{
-    m_gridProgram->bind();
-    m_gridProgram->setUniformValue("MVP", matrices.projection * matrices.view);
-    glDrawArrays(GL_LINES, 0, kGridVertexCount);
-    m_gridProgram->release();
 }
 
 void Viewport::drawImagePlane(const CameraRecord &camera, const CameraMatrices &matrices)

@@ -14,7 +14,7 @@
 #include <memory>
 #include <optional>
 
-class QOpenGLShaderProgram;
+class GroundGrid;
 class QOpenGLVertexArrayObject;
 class UIDrawManager;
 struct CameraRecord;
@@ -79,9 +79,7 @@ protected:
 
 private:
     // Viewport.cpp
-    bool buildGridProgram();
     void drawMesh(const CameraMatrices &matrices);
-    void drawGrid(const CameraMatrices &matrices);
     void drawImagePlane(const CameraRecord &camera, const CameraMatrices &matrices);
     std::optional<CameraRecord> sceneCamera() const;
     CameraMatrices matricesThrough(const std::optional<CameraRecord> &camera) const;
@@ -131,6 +129,6 @@ private:
     /// What the wipe's buffers held before it; goes back at its end.
     std::array<PointArray, 4> m_wipeBackup;
 
-    std::unique_ptr<QOpenGLShaderProgram> m_gridProgram;
+    std::unique_ptr<GroundGrid> m_grid;
     std::unique_ptr<QOpenGLVertexArrayObject> m_vertexArray; ///< of this view's context only
 };

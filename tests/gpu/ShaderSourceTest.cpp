@@ -86,6 +86,7 @@ void ShaderSourceTest::expandsEachFileOnce()
              QByteArray("#version 430 core\n#line 2 0\n#line 1 1\n#line 1 2\nint a;\n"
                         "#line 2 1\nint b;\n#line 3 0\n#line 4 0\nvoid main() {}\n"));
     QVERIFY(loadShader(main).files.value(2).endsWith(QLatin1String("common/a.glsl")));
+    QVERIFY(loadShader(main, "#define A 1\n").text.startsWith("#version 430 core\n#define A 1\n"));
 }
 
 void ShaderSourceTest::namesTheMissingFile()
