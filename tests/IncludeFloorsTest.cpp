@@ -9,8 +9,8 @@
 namespace {
 
 const QStringList kTargets =
-    QStringLiteral("core import gpu widgets panels shell").split(QLatin1Char(' '));
-enum Floor { Core, Import, Gpu, Widgets, Panels, Shell };
+    QStringLiteral("core import gpu bake widgets panels shell").split(QLatin1Char(' '));
+enum Floor { Core, Import, Gpu, Bake, Widgets, Panels, Shell };
 
 QString content(const QString &path)
 {
@@ -43,6 +43,8 @@ const QMap<QString, Floor> &floors()
 
 bool mayInclude(Floor from, Floor to)
 {
+    if (to == Bake) // a program of its own
+        return from == Bake;
     return from == Widgets ? to == Core || to == Widgets : to <= from;
 }
 
@@ -71,8 +73,8 @@ QString foreignFault(Floor floor, const QString &header)
         return QStringLiteral("a widget");
     if (floor < Gpu && display.match(header).hasMatch())
         return QStringLiteral("needs a display");
-    if (floor != Import && header.startsWith(QLatin1String("Alembic/")))
-        return QStringLiteral("the archive library, which only the reader knows");
+    if (floor != Import && floor != Bake && header.startsWith(QLatin1String("Alembic/")))
+        return QStringLiteral("the archive library, which only reader and baker know");
     return QString();
 }
 

@@ -183,6 +183,20 @@ void ElbowTest::mushRegainsTheElbowsVolume()
 
     Global::timeline()->setCurrentFrame(0);
     QCOMPARE(float(armVolume()), float(restVolume)); // without a bend there is nothing to correct
+
+    const QString scene = m_folder.filePath(QStringLiteral("elbow.pxm"));
+    const QString baked = m_folder.filePath(QStringLiteral("baked.abc"));
+    QVERIFY(Global::saveScene(scene));
+    const QString tool = QCoreApplication::applicationDirPath() + QStringLiteral("/plexmold-bake");
+    QCOMPARE(QProcess::execute(tool,
+                               { QStringLiteral("--cache"),
+                                 m_folder.filePath(QStringLiteral("sample.abc")), scene, baked }),
+             0);
+    Global::clearScene();
+    QVERIFY(Global::openArchive(baked));
+    emit Global::mainWindow()->alembicImported();
+    Global::timeline()->setCurrentFrame(kBentFrame);
+    QVERIFY(std::abs(armVolume() - mushVolume) < 1e-5 * mushVolume); // points agree to 1e-7
 }
 
 /// Into the folder that the documentation's pictures are made in, where one is named.
