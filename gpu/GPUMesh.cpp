@@ -190,7 +190,7 @@ void GPUMesh::allocateBuffers()
     m_vertexCount = m_topology ? m_topology->vertexCount() : 0;
     m_triangleCount = m_topology ? m_topology->triangleCount() : 0;
     m_lastGoodPoints.assign(size_t(m_vertexCount), QVector4D(0.0f, 0.0f, 0.0f, 1.0f));
-    m_fallbackFrame.reset();
+    m_readSeconds.reset();
     for (size_t i = 0; i < m_buffers.size(); ++i) {
         m_buffers[i].allocate(itemsOf(kBufferTable[i].count));
         m_buffers[i].fillZero();

@@ -112,8 +112,8 @@ public:
     /// frame was read yet.
     void startFrom(PointArray points);
     /// The imported points at a frame go into "position". A mesh of the archive that cannot be read
-    /// there keeps its last good ones, with one debug line; such a frame is read again only after
-    /// another one.
+    /// there keeps its last good ones, with one debug line. A frame is read once, however often it
+    /// is evaluated: again only after another one.
     void loadFrame(int frame, double framesPerSecond, const AlembicFile &alembic);
 
     /// The imported points that loadFrame() put into "position" last; before the first those
@@ -175,7 +175,6 @@ private:
     bool buildPrograms();
     void createBuffers();
     int itemsOf(ItemCount count) const;
-    bool readFrame(int frame, double framesPerSecond, const AlembicFile &alembic);
 
     ShaderProgram &program(Program which);
     static Program sculptProgram(BrushType brush);
@@ -197,7 +196,7 @@ private:
     int m_triangleCount = 0;
     RevisedPoints m_restPoints;
     PointArray m_lastGoodPoints; ///< of each mesh of the archive
-    std::optional<int> m_fallbackFrame; ///< the frame of the last load, where a mesh stayed behind
+    std::optional<double> m_readSeconds; ///< where m_lastGoodPoints were read last
     std::array<GLBuffer, 16> m_buffers;
     CardArrays m_cardArrays;
     std::array<std::unique_ptr<ShaderProgram>, size_t(Program::Count)> m_programs;

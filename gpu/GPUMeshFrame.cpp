@@ -14,17 +14,10 @@ void GPUMesh::loadFrame(int frame, double framesPerSecond, const AlembicFile &al
 {
     if (!initialize())
         return;
-    if (m_fallbackFrame != frame) {
-        m_fallbackFrame.reset();
-        if (!readFrame(frame, framesPerSecond, alembic))
-            m_fallbackFrame = frame;
+    const double seconds = framesPerSecond > 0.0 ? frame / framesPerSecond : 0.0;
+    if (m_readSeconds != seconds && m_topology && m_topology->vertexCount() == m_vertexCount) {
+        alembic.readPoints(m_lastGoodPoints, seconds, *m_topology); // says itself what failed
+        m_readSeconds = seconds;
     }
     upload(Semantic::kPosition, m_lastGoodPoints);
-}
-
-bool GPUMesh::readFrame(int frame, double framesPerSecond, const AlembicFile &alembic)
-{
-    const double seconds = framesPerSecond > 0.0 ? frame / framesPerSecond : 0.0;
-    return m_topology && m_topology->vertexCount() == m_vertexCount &&
-        alembic.readPoints(m_lastGoodPoints, seconds, *m_topology); // says itself why not
 }

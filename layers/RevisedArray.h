@@ -2,6 +2,7 @@
 
 #include <QtGlobal>
 
+#include <initializer_list>
 #include <memory>
 #include <utility>
 #include <vector>
@@ -25,6 +26,7 @@ template <class Item> class RevisedArray {
 public:
     RevisedArray() = default;
     RevisedArray(std::vector<Item> items) { set(std::move(items)); }
+    RevisedArray(std::initializer_list<Item> items) { set(items); }
     explicit RevisedArray(std::shared_ptr<const RemoteArray<Item>> remote)
         : m_remote(std::move(remote))
         , m_revision(newRevision())
