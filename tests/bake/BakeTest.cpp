@@ -216,9 +216,9 @@ void BakeTest::showsWhatTheWindowShows_data()
     QTest::addColumn<QString>("archive");
     QTest::newRow("sample") << m_sample;
     QTest::newRow("odd") << m_odd;
-    const QDir real(qEnvironmentVariable("PLEXMOLD_REAL_ARCHIVES"));
+    const QDir real(qEnvironmentVariable("PLEXMOLD_REAL_ARCHIVES", QStringLiteral("/nowhere")));
     for (const QString &name : real.entryList({ QStringLiteral("*.abc") }, QDir::Files))
-        if (!real.path().isEmpty() && !name.startsWith(QLatin1String("bad_")))
+        if (!name.startsWith(QLatin1String("bad_")))
             QTest::newRow(qPrintable(name)) << real.filePath(name);
 }
 
@@ -411,18 +411,25 @@ void BakeTest::leavesNothingHalfWritten()
     QVERIFY(QFile::copy(m_odd, output));
     const QString shot = scene(QStringLiteral("k.pxm"), m_sample, layers(m_sample));
     const QStringList arguments { QStringLiteral("--force"), shot, output };
+    const QString whole = file(QStringLiteral("unkilled.abc"));
+    QCOMPARE(run({ shot, whole }).exitCode, 0);
+    int killed = 0;
     for (int i = 0; i < 12; ++i) {
         QProcess process;
         process.start(bakeProgram(), arguments);
         QVERIFY(process.waitForStarted());
-        process.waitForFinished(40 + i * 90);
-        ::kill(pid_t(process.processId()), i % 3 == 0 ? SIGINT : i % 3 == 1 ? SIGKILL : SIGTERM);
+        if (!process.waitForFinished(15 + i * 30))
+            ::kill(pid_t(process.processId()), i % 3 ? SIGKILL : SIGTERM);
         process.waitForFinished(-1);
-        if (process.exitStatus() == QProcess::NormalExit && process.exitCode() == 0)
-            break; // faster than expected
         QCOMPARE(folder.entryList(QDir::Files | QDir::Hidden), { QStringLiteral("old.abc") });
-        QCOMPARE(ArchiveDiff::between(m_odd, output), QStringList());
+        if (ArchiveDiff::between(m_odd, output).isEmpty()) {
+            ++killed;
+        } else { // it was done before
+            QCOMPARE(ArchiveDiff::between(whole, output), QStringList());
+            QVERIFY(QFile::remove(output) && QFile::copy(m_odd, output));
+        }
     }
+    QVERIFY(killed > 0);
     const QString limited = QStringLiteral("ulimit -f 300; exec \"$0\" \"$@\"");
     QProcess process;
     process.setProcessChannelMode(QProcess::MergedChannels);
