@@ -20,6 +20,7 @@
 #include "timeline/Timeline.h"
 #include "viewport/MeshScope.h"
 #include "viewport/Viewport.h"
+#include "widgets/InputRouter.h"
 
 #include <QFile>
 #include <QSignalMapper>
@@ -65,9 +66,12 @@ void Global::createWindows()
     s_viewport = new Viewport(nullptr, ViewKind::Perspective);
     s_auxViewport = new Viewport(nullptr, ViewKind::Camera);
     s_mainWindow = new MainWindow;
+    new InputRouter(s_mainWindow, s_viewport); // owned by its window, as the other two
     s_mainWindow->resize(800, 600);
     s_mainWindow->show();
     s_cameraWindow = new CameraWindow;
+    new InputRouter(s_cameraWindow, s_auxViewport);
+    new InputRouter(s_shapeBrowser, s_viewport);
 }
 
 void Global::connectSignals(Global &receiver)

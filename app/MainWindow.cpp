@@ -60,7 +60,6 @@ MainWindow::MainWindow()
 
     buildMenus();
     setScenePath(Global::scenePath());
-    Global::viewport()->setFocus();
 }
 
 QBoxLayout *MainWindow::buildMiddleRow()

@@ -53,7 +53,6 @@ QLayout *LayerManager::createButtons()
         auto *button = new QPushButton(layerKindName(kind.kind), this);
         button->setFixedSize(kButtonSize);
         button->setToolTip(tr(kind.toolTip));
-        button->setFocusPolicy(Qt::TabFocus); // a click leaves the keys with the view
         m_mapper->setMapping(button, int(kind.kind));
         connect(button, &QPushButton::released, m_mapper, qOverload<>(&QSignalMapper::map));
         row->addWidget(button);

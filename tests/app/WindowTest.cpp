@@ -5,7 +5,7 @@
 #include "layers/Outliner.h"
 #include "shapes/ShapeBrowser.h"
 #include "support/AppFixture.h"
-#include "support/Driver.h"
+#include "support/PanelHands.h"
 #include "timeline/RangeSlider.h"
 #include "timeline/TimeControls.h"
 #include "timeline/Timeline.h"
@@ -18,8 +18,11 @@
 #include <QMenuBar>
 #include <QProcess>
 #include <QPushButton>
+#include <QScrollBar>
 #include <QSignalSpy>
+#include <QSlider>
 #include <QTemporaryDir>
+#include <QTreeWidget>
 #include <QVBoxLayout>
 
 #include <algorithm>
@@ -38,6 +41,7 @@ private slots:
     void nothingIsClipped();
     void newSceneAsks_data();
     void newSceneAsks();
+    void keysAndWheelReachTheWork();
     void cancelledDialogsChangeNothing();
     void saveAsRetitles();
     void openRestoresTheStack();
@@ -209,6 +213,42 @@ void WindowTest::newSceneAsks()
     QTest::qWait(10);
     QCOMPARE(int(Global::layers().size()), layersLeft);
     QCOMPARE(Global::scenePath(), QStringLiteral("untitled"));
+}
+
+void WindowTest::keysAndWheelReachTheWork()
+{
+    for (int i = 0; i < 9; ++i)
+        m_app.global().addLayer(int(LayerKind::Sculpt));
+    QApplication::processEvents();
+    Layer *layer = Global::layers().front();
+    auto *slider = layer->findChild<QSlider *>();
+    auto *field = layer->findChild<QLineEdit *>();
+    PanelHands::bringIntoView(PanelHands::nameLabel(layer));
+    Driver::click(button(QStringLiteral("Play")));
+    QWidget *box = button(QStringLiteral("by surface"));
+    for (QWidget *clicked : std::initializer_list<QWidget *> {
+             button(QStringLiteral("Play")), box, box, slider, PanelHands::nameLabel(layer), field,
+             Global::outliner()->findChild<QTreeWidget *>() }) {
+        Driver::click(clicked);
+        const int value = slider->value();
+        const int frame = Global::timeline()->currentFrame();
+        Global::setCurrentBrush(0);
+        Driver::key(Global::mainWindow(), Qt::Key_R);
+        QCOMPARE(Global::currentBrush(), clicked == field ? 0 : 4); // a field keeps what is typed
+        if (clicked == field)
+            Driver::key(Global::mainWindow(), Qt::Key_Return);
+        Driver::key(Global::mainWindow(), Qt::Key_Right);
+        QCOMPARE(Global::timeline()->currentFrame(), frame + 1);
+        QCOMPARE(slider->value(), value);
+    }
+    const auto *bar = Global::layerManager()->findChild<QScrollArea *>()->verticalScrollBar();
+    const int value = slider->value(), top = bar->value();
+    QWheelEvent wheel({ 5, 5 }, slider->mapToGlobal({ 5, 5 }), {}, { 0, -120 }, Qt::NoButton,
+                      Qt::NoModifier, Qt::NoScrollPhase, false);
+    QSpontaneKeyEvent::setSpontaneous(&wheel); // only a real one goes on to the parents
+    qApp->notify(slider, &wheel);
+    QCOMPARE(slider->value(), value);
+    QVERIFY(bar->value() > top);
 }
 
 void WindowTest::cancelledDialogsChangeNothing()
