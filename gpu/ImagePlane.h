@@ -21,7 +21,7 @@ struct PlateSettings {
     float scaleY = 1.0f;
     float offsetX = 0.0f; ///< texture widths
     float offsetY = 0.0f;
-    float depth = 100.0f; ///< world units before the camera
+    float depth = 9900.0f; ///< world units before the camera; just before the far plane
     float opacity = 1.0f;
 };
 
