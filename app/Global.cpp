@@ -38,6 +38,14 @@ SceneFile &sceneFile()
     return file;
 }
 
+std::vector<const LayerData *> layerRecords()
+{
+    std::vector<const LayerData *> records;
+    for (const Layer *layer : Global::layers())
+        records.push_back(layer->data());
+    return records;
+}
+
 void appendLayer(Layer *layer)
 {
     Global::layers().push_back(layer);
@@ -202,11 +210,14 @@ bool Global::saveScene(const QString &path)
 {
     endInteractions(); // what is on screen is what is saved
     const MeshScope scope; // a simulation's points may lie on the card
-    std::vector<const LayerData *> records;
-    records.reserve(s_layers.size());
-    for (const Layer *layer : s_layers)
-        records.push_back(layer->data());
-    return sceneFile().write(path, s_alembicPath, records);
+    return sceneFile().write(path, s_alembicPath, layerRecords());
+}
+
+bool Global::sceneChanged()
+{
+    endInteractions();
+    const MeshScope scope;
+    return !s_layers.empty() && !sceneFile().holds(s_alembicPath, layerRecords());
 }
 
 bool Global::loadScene(const QString &path)

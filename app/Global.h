@@ -114,6 +114,8 @@ public:
     static bool loadScene(const QString &path);
     /// False, with a debug line and the earlier file whole, when the scene could not be saved.
     static bool saveScene(const QString &path);
+    /// Whether there are layers, and a save would write other bytes than were last read or written.
+    static bool sceneChanged();
     static void writeLayerRecord(QDataStream &stream, const LayerData &layer);
     static void readLayerRecord(QDataStream &stream, LayerData &layer);
 

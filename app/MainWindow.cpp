@@ -12,11 +12,11 @@
 #include "timeline/Timeline.h"
 #include "viewport/MeshScope.h"
 #include "viewport/Viewport.h"
+#include "widgets/FileQuestion.h"
 
 #include <QApplication>
 #include <QCheckBox>
 #include <QCloseEvent>
-#include <QFileDialog>
 #include <QFileInfo>
 #include <QGroupBox>
 #include <QMenuBar>
@@ -27,7 +27,7 @@
 namespace {
 
 const QString kUntitled = QStringLiteral("untitled");
-const QString kDialogFolder = QStringLiteral("/home");
+const QString kSceneSuffix = QStringLiteral("pxm");
 const QString kSceneFilter = QStringLiteral("Files(*.pxm)");
 const QString kArchiveFilter = QStringLiteral("Files(*.abc)");
 
@@ -135,7 +135,7 @@ void MainWindow::setScenePath(const QString &path)
     setWindowTitle(QStringLiteral("Plexmold 1.0: ") + path);
 }
 
-void MainWindow::newScene()
+int MainWindow::askAboutScene()
 {
     QMessageBox box(this);
     box.setWindowTitle(QStringLiteral("Scene Not Saved?"));
@@ -143,7 +143,12 @@ void MainWindow::newScene()
                            QStringLiteral(" scene?"));
     box.setStandardButtons(QMessageBox::Save | QMessageBox::Discard | QMessageBox::Cancel);
     box.setDefaultButton(QMessageBox::Save);
-    switch (box.exec()) {
+    return box.exec();
+}
+
+void MainWindow::newScene()
+{
+    switch (askAboutScene()) {
     case QMessageBox::Save:
         saveScene(); // the scene stays open
         return;
@@ -159,8 +164,7 @@ void MainWindow::newScene()
 
 void MainWindow::openScene()
 {
-    const QString path = QFileDialog::getOpenFileName(this, QStringLiteral("load file"),
-                                                      kDialogFolder, kSceneFilter);
+    const QString path = askForFile(this, QStringLiteral("load file"), kSceneFilter);
     if (path.isEmpty())
         return;
     const BusyCursor busy;
@@ -175,36 +179,27 @@ void MainWindow::openScene()
     emit sceneOpened(path);
 }
 
-void MainWindow::saveScene()
-{
-    if (Global::scenePath() == kUntitled)
-        saveSceneAs();
-    else
-        saveTo(Global::scenePath());
-}
+void MainWindow::saveScene() { save(Global::scenePath()); }
 
-void MainWindow::saveSceneAs()
+void MainWindow::saveSceneAs() { save(kUntitled); }
+
+bool MainWindow::save(QString path)
 {
-    const QString path = QFileDialog::getSaveFileName(this, QStringLiteral("Save File"),
-                                                      kDialogFolder, kSceneFilter);
+    if (path == kUntitled)
+        path = askForNewFile(this, QStringLiteral("Save File"), kSceneFilter, kSceneSuffix);
     if (path.isEmpty())
-        return;
-    saveTo(path);
-}
-
-void MainWindow::saveTo(const QString &path)
-{
+        return false;
     const BusyCursor busy;
     if (!Global::saveScene(path))
-        return; // path and title stay: the next save must not go where this one could not
+        return false; // path and title stay: the next save must not go where this one could not
     setScenePath(path);
     emit sceneSaved(path);
+    return true;
 }
 
 void MainWindow::importAlembic()
 {
-    const QString path = QFileDialog::getOpenFileName(this, QStringLiteral("load file"),
-                                                      kDialogFolder, kArchiveFilter);
+    const QString path = askForFile(this, QStringLiteral("load file"), kArchiveFilter);
     if (path.isEmpty())
         return;
     const BusyCursor busy;
@@ -229,8 +224,22 @@ void MainWindow::saveMorphTarget()
 
 void MainWindow::showShapes() { Global::shapeBrowser()->show(); }
 
+bool MainWindow::mayClose()
+{
+    const bool changed = [] {
+        const BusyCursor busy; // a large scene is read through
+        return Global::sceneChanged();
+    }();
+    if (!changed)
+        return true;
+    const int answer = askAboutScene();
+    return answer == QMessageBox::Save ? save(Global::scenePath()) : answer == QMessageBox::Discard;
+}
+
 void MainWindow::closeEvent(QCloseEvent *event)
 {
-    event->accept();
+    event->setAccepted(mayClose());
+    if (!event->isAccepted())
+        return;
     QCoreApplication::quit(); // tool windows left open do not keep the program
 }

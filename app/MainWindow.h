@@ -56,7 +56,10 @@ private:
     QBoxLayout *buildMiddleRow();
     QWidget *buildLeftColumn();
     void setScenePath(const QString &path);
-    void saveTo(const QString &path);
+    int askAboutScene(); ///< Save, Discard or Cancel
+    /// Asks for a path where that one is "untitled". False when nothing was written.
+    bool save(QString path);
+    bool mayClose();
 
     static bool s_bySurface;
     static bool s_symmetry;

@@ -42,6 +42,11 @@ SceneContent SceneFile::read(const QString &path)
         m_path = path;
         m_stamp = stamp;
         m_whole = content.read == SceneRead::Whole;
+        // Not of the file's own bytes: reading rounds a key's time.
+        std::vector<const LayerData *> layers;
+        for (const auto &layer : content.layers)
+            layers.push_back(layer.get());
+        m_digest = sceneDigest(content.alembicPath, layers);
     }
     return content;
 }
@@ -49,12 +54,20 @@ SceneContent SceneFile::read(const QString &path)
 bool SceneFile::write(const QString &path, const QString &alembicPath,
                       const std::vector<const LayerData *> &layers)
 {
-    if (!keepPresentFile(path) || !writeScene(path, alembicPath, layers))
+    QByteArray digest;
+    if (!keepPresentFile(path) || !writeScene(path, alembicPath, layers, &digest))
         return false;
+    m_digest = digest;
     m_path = path;
     m_stamp = FileStamp::of(path);
     m_whole = true;
     return true;
+}
+
+bool SceneFile::holds(const QString &alembicPath,
+                      const std::vector<const LayerData *> &layers) const
+{
+    return !m_digest.isEmpty() && m_digest == sceneDigest(alembicPath, layers);
 }
 
 /// A file other than the scene's own is the artist's to replace: the dialog has asked.

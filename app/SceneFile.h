@@ -15,6 +15,8 @@ public:
     /// written, a debug line says why, and false returns.
     bool write(const QString &path, const QString &alembicPath,
                const std::vector<const LayerData *> &layers);
+    /// Whether a save would write what was last read or written.
+    bool holds(const QString &alembicPath, const std::vector<const LayerData *> &layers) const;
 
 private:
     bool keepPresentFile(const QString &path);
@@ -22,4 +24,5 @@ private:
     QString m_path;
     FileStamp m_stamp;
     bool m_whole = true; ///< what is under m_path was read to its last byte, or written
+    QByteArray m_digest; ///< of what was last read or written; empty before
 };

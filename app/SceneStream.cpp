@@ -1,5 +1,6 @@
 #include "app/SceneStream.h"
 
+#include "app/HashDevice.h"
 #include "app/Log.h"
 
 #include <QByteArray>
@@ -163,14 +164,28 @@ void readArrays(QDataStream &stream, LayerData &layer)
     layer.setKeys(readArray<LayerKey>(stream, keys, kKeyBytes, keyAt));
 }
 
+void writeFields(QDataStream &stream, const LayerData &layer)
+{
+    const auto write = [&stream](const QByteArray &bytes) {
+        stream.writeRawData(bytes.constData(), bytes.size());
+    };
+    write(recordHead(layer));
+    for (const RecordArray array :
+         { RecordArray::BasePoints, RecordArray::OffsetPoints, RecordArray::Mask })
+        writeArray(stream, layer, array);
+    write(recordTail(layer));
+}
+
+using WriteRecord = void (*)(QDataStream &, const LayerData &);
+
 bool writeContent(QIODevice &device, const QString &alembicPath,
-                  const std::vector<const LayerData *> &layers)
+                  const std::vector<const LayerData *> &layers, WriteRecord writeRecord)
 {
     QDataStream stream(&device);
     const QByteArray head = sceneHead(alembicPath, layers.size());
     stream.writeRawData(head.constData(), head.size());
     for (const LayerData *layer : layers)
-        writeLayerRecord(stream, *layer);
+        writeRecord(stream, *layer);
     return stream.status() == QDataStream::Ok;
 }
 
@@ -214,7 +229,7 @@ QString flushFolder(const QString &path)
 
 /// Empty when the scene is whole under its name, else what went wrong.
 QString replaceScene(const QString &path, const QString &alembicPath,
-                     const std::vector<const LayerData *> &layers)
+                     const std::vector<const LayerData *> &layers, QByteArray *digest)
 {
     const QFileInfo old(path);
     if (old.exists() && !old.isFile()) // a device would be replaced by a file of its name
@@ -223,8 +238,11 @@ QString replaceScene(const QString &path, const QString &alembicPath,
     QSaveFile file(path);
     if (!file.open(QIODevice::WriteOnly))
         return file.errorString();
-    if (!writeContent(file, alembicPath, layers) || !file.flush())
+    HashDevice hashed(&file);
+    if (!writeContent(hashed, alembicPath, layers, writeLayerRecord) || !file.flush())
         return writeFault(file);
+    if (digest)
+        *digest = hashed.result();
     // QSaveFile syncs as well, but renames even when that fails.
     if (fsync(file.handle()) != 0 && errno != EINVAL)
         return QString::fromLocal8Bit(std::strerror(errno));
@@ -321,14 +339,7 @@ QByteArray sceneMark(const QString &alembicPath, const std::vector<const LayerDa
 
 void writeLayerRecord(QDataStream &stream, const LayerData &layer)
 {
-    const auto write = [&stream](const QByteArray &bytes) {
-        stream.writeRawData(bytes.constData(), bytes.size());
-    };
-    write(recordHead(layer));
-    for (const RecordArray array :
-         { RecordArray::BasePoints, RecordArray::OffsetPoints, RecordArray::Mask })
-        writeArray(stream, layer, array);
-    write(recordTail(layer));
+    writeFields(stream, layer);
     qCDebug(lcApp).noquote().nospace() << "saving damping as " << layer.damping();
 }
 
@@ -350,13 +361,20 @@ void readLayerRecord(QDataStream &stream, LayerData &layer)
 }
 
 bool writeScene(const QString &path, const QString &alembicPath,
-                const std::vector<const LayerData *> &layers)
+                const std::vector<const LayerData *> &layers, QByteArray *digest)
 {
-    const QString failure = replaceScene(path, alembicPath, layers);
+    const QString failure = replaceScene(path, alembicPath, layers, digest);
     if (!failure.isEmpty())
         qCDebug(lcApp).noquote() << "can't save the scene:" << path << failure;
     qCDebug(lcApp).noquote() << "file saved";
     return failure.isEmpty();
+}
+
+QByteArray sceneDigest(const QString &alembicPath, const std::vector<const LayerData *> &layers)
+{
+    HashDevice hashed;
+    writeContent(hashed, alembicPath, layers, writeFields);
+    return hashed.result();
 }
 
 SceneContent readScene(const QString &path)

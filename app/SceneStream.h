@@ -2,6 +2,7 @@
 
 #include "layers/LayerData.h"
 
+#include <QByteArray>
 #include <QString>
 
 #include <memory>
@@ -54,9 +55,12 @@ void readLayerRecord(QDataStream &stream, LayerData &layer);
 
 /// Replaces the file only when the new scene is complete and on disk; otherwise the old one stays,
 /// one debug line says why, and false returns. The debug line "file saved" ends every call,
-/// deliberately also one that failed.
+/// deliberately also one that failed. `digest` receives sceneDigest() of what was written.
 bool writeScene(const QString &path, const QString &alembicPath,
-                const std::vector<const LayerData *> &layers);
+                const std::vector<const LayerData *> &layers, QByteArray *digest = nullptr);
+
+/// A hash of the bytes that writeScene() would write. Holds no copy of them.
+QByteArray sceneDigest(const QString &alembicPath, const std::vector<const LayerData *> &layers);
 
 /// Every layer that the file holds at least a part of, up to a thousand: each becomes a panel. A
 /// file that cannot be opened, or that memory cannot hold, gives NotOpened and nothing else; a

@@ -7,9 +7,9 @@
 #include "timeline/Timeline.h"
 #include "viewport/Lens.h"
 #include "viewport/Viewport.h"
+#include "widgets/FileQuestion.h"
 #include "widgets/FloatFieldGrp.h"
 
-#include <QFileDialog>
 #include <QGroupBox>
 #include <QHBoxLayout>
 #include <QLineEdit>
@@ -178,12 +178,11 @@ void CameraWindow::setOpacity(float opacity)
 void CameraWindow::importImageSequence()
 {
     const QString path =
-        QFileDialog::getOpenFileName(this, QStringLiteral("load file"), QStringLiteral("/home"),
-                                     QStringLiteral("Images (*.png *.exe *.jpg)"));
+        askForFile(this, QStringLiteral("load file"), QStringLiteral("Images (*.png *.exe *.jpg)"));
     if (path.isEmpty())
         return;
     m_path->setText(path);
-    m_path->setFocus(); // Return there loads it
+    updateImageSequence();
 }
 
 void CameraWindow::updateImageSequence()

@@ -52,6 +52,8 @@ private slots:
     void saveMorphKeepsTheDisplayedPose();
     void importMovesTheTimeIntoTheRange();
     void licence();
+    void closingAsks_data();
+    void closingAsks();
 
 private:
     static QAction *action(const QString &text);
@@ -270,13 +272,21 @@ void WindowTest::cancelledDialogsChangeNothing()
 
 void WindowTest::saveAsRetitles()
 {
-    for (const char *name : { "first.pxm", "second.pxm" }) {
-        const QString path = m_folder.filePath(QString::fromLatin1(name));
-        Driver::answerFileDialog(path, [](QFileDialog *dialog) {
+    for (const char *name : { "first.pxm", "second" }) {
+        QString path = m_folder.filePath(QString::fromLatin1(name));
+        Driver::answerFileDialog(path, [this, name](QFileDialog *dialog) {
+            if (name == QByteArray("second"))
+                QCOMPARE(dialog->directory().path(), m_folder.path()); // where the first went
             QCOMPARE(dialog->windowTitle(), QStringLiteral("Save File"));
             QCOMPARE(dialog->nameFilters(), QStringList(QStringLiteral("Files(*.pxm)")));
         });
+        if (!path.endsWith(QLatin1String(".pxm"))) {
+            path += QLatin1String(".pxm");
+            QVERIFY(QFile::copy(m_folder.filePath(QStringLiteral("first.pxm")), path));
+            Driver::answerMessageBox(QMessageBox::Yes); // the completed name is taken
+        }
         Driver::key(Global::mainWindow(), Qt::Key_S, Qt::ControlModifier | Qt::ShiftModifier);
+        QVERIFY(!QFile::exists(path.chopped(4)));
         QCOMPARE(Global::mainWindow()->windowTitle(), QStringLiteral("Plexmold 1.0: ") + path);
         QCOMPARE(QFile(path).size(), qint64(4 + 2 * 8 + 4)); // "untitled" and no layers
     }
@@ -426,6 +436,52 @@ void WindowTest::licence()
     QVERIFY(licensed);
     QVERIFY(!Global::unlicensed());
     QVERIFY(!dialog->isVisible());
+}
+
+void WindowTest::closingAsks_data()
+{
+    QTest::addColumn<bool>("named");
+    QTest::addColumn<bool>("changed");
+    QTest::addColumn<int>("answer");
+    QTest::addColumn<bool>("closes");
+    QTest::newRow("as it was read") << true << false << int(QMessageBox::NoButton) << true;
+    QTest::newRow("cancel") << true << true << int(QMessageBox::Cancel) << false;
+    QTest::newRow("discard") << true << true << int(QMessageBox::Discard) << true;
+    QTest::newRow("save") << true << true << int(QMessageBox::Save) << true;
+    QTest::newRow("save, then cancel") << false << true << int(QMessageBox::Save) << false;
+}
+
+void WindowTest::closingAsks()
+{
+    QFETCH(const bool, named);
+    QFETCH(const bool, changed);
+    QFETCH(const int, answer);
+    const QString path = m_folder.filePath(QStringLiteral("closing.pxm"));
+    m_app.global().addLayer(int(LayerKind::Relax));
+    Global::layers().front()->data()->setKeys({ { 0.1, 1.0f, true } }); // no float holds this time
+    if (named) {
+        QVERIFY(Global::saveScene(path) && Global::loadScene(path));
+        Global::setScenePath(path);
+    }
+    if (changed)
+        Global::layers().front()->setIntensity(0.5f);
+    bool asked = false;
+    if (answer != QMessageBox::NoButton)
+        Driver::answerMessageBox(QMessageBox::StandardButton(answer), [&](QMessageBox *) {
+            asked = true;
+            if (!named)
+                Driver::whenShown<QFileDialog>([](QFileDialog *dialog) { dialog->reject(); });
+        });
+    bool closed = false;
+    QTimer::singleShot(0, Global::mainWindow(), [&closed] {
+        closed = Global::mainWindow()->close();
+        QCoreApplication::quit();
+    });
+    QCoreApplication::exec();
+    QTEST(closed, "closes");
+    QCOMPARE(asked, changed);
+    QCOMPARE(Global::sceneChanged(), changed && !(named && answer == QMessageBox::Save));
+    Global::mainWindow()->show();
 }
 
 PLEXMOLD_TEST_MAIN(WindowTest)

@@ -202,7 +202,7 @@ private slots:
         QTest::addColumn<float>("depth");
         QTest::newRow("before the mesh") << 2.0f;
         QTest::newRow("behind") << 100.0f;
-        QTest::newRow("far") << 5000.0f;
+        QTest::newRow("where it starts") << PlateSettings().depth;
     }
     void thePlateFillsTheFilmBack()
     {
@@ -340,8 +340,6 @@ private slots:
         actions.front()->menu()->actions().front()->trigger();
         auto *path = window->findChildren<QLineEdit *>().last();
         QCOMPARE(path->text(), chosen);
-        QCOMPARE(window->focusWidget(), path);
-        QTest::keyClick(path, Qt::Key_Return);
         QCOMPARE(int(Global::imagePlane()->sequence().size()), 3);
         window->close();
         QVERIFY(!window->isVisible());
