@@ -48,6 +48,8 @@ RangeSlider::RangeSlider()
 
 RangeSlider::~RangeSlider() = default;
 
+QSize RangeSlider::minimumSizeHint() const { return { m_bar->minimumBarWidth(), kHeight }; }
+
 void RangeSlider::enableLeft() { m_dragMode = DragMode::Left; }
 
 void RangeSlider::enableRight() { m_dragMode = DragMode::Right; }
@@ -67,9 +69,15 @@ void RangeSlider::setNewRange()
 
 void RangeSlider::resetSize()
 {
-    m_margins = {};
+    setMargins({});
     applyMargins();
     emit sizeChanged();
+}
+
+void RangeSlider::setMargins(const RangeMargins &margins)
+{
+    m_margins = m_setMargins = margins;
+    m_setWidth = width();
 }
 
 void RangeSlider::mousePressEvent(QMouseEvent *event)
@@ -80,11 +88,13 @@ void RangeSlider::mousePressEvent(QMouseEvent *event)
 
 void RangeSlider::mouseMoveEvent(QMouseEvent *event)
 {
+    if (event->buttons() == Qt::NoButton)
+        endDrag(); // of which the release went elsewhere
     const int dx = event->x() - m_lastX;
     m_lastX = event->x();
     if (!m_pressed || m_dragMode == DragMode::None)
         return;
-    m_margins = draggedMargins(dx);
+    setMargins(draggedMargins(dx));
     if (m_dragMode == DragMode::Body)
         emit sizeChanged(); // the bar keeps its size, so it will not tell
     applyMargins();
@@ -108,7 +118,9 @@ void RangeSlider::applyMargins()
     layout()->activate();
 }
 
-void RangeSlider::mouseReleaseEvent(QMouseEvent *)
+void RangeSlider::mouseReleaseEvent(QMouseEvent *) { endDrag(); }
+
+void RangeSlider::endDrag()
 {
     m_dragMode = DragMode::None;
     m_bar->endPress();
@@ -117,6 +129,6 @@ void RangeSlider::mouseReleaseEvent(QMouseEvent *)
 
 void RangeSlider::resizeEvent(QResizeEvent *event)
 {
-    m_margins = scaledMargins(m_margins, event->oldSize().width(), event->size().width());
+    m_margins = scaledMargins(m_setMargins, m_setWidth, event->size().width());
     applyMargins();
 }

@@ -19,6 +19,8 @@ class RangeSlider : public QWidget {
 public:
     RangeSlider();
     ~RangeSlider() override;
+    /// The bar's, whatever the margins: they give way to a narrower window.
+    QSize minimumSizeHint() const override;
 
 signals:
     void sizeChanged();
@@ -40,13 +42,17 @@ private:
     enum class DragMode { None = 0, Left = 1, Right = 2, Body = 3 };
 
     RangeMargins draggedMargins(int dx) const;
+    void setMargins(const RangeMargins &margins);
     void applyMargins();
+    void endDrag();
 
     DragMode m_dragMode = DragMode::None;
     RangeBar *m_bar;
     QSpacerItem *m_leftSpacer; ///< the layout owns both
     QSpacerItem *m_rightSpacer;
     RangeMargins m_margins;
+    RangeMargins m_setMargins; ///< as the last drag left them, in a slider of m_setWidth:
+    int m_setWidth = 0; ///< resizes start from these, so that rounding does not add up
     int m_lastX = 0;
     bool m_pressed = false;
     std::unique_ptr<QPushButton> m_center; ///< deliberately never placed nor shown

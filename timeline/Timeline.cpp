@@ -75,9 +75,16 @@ void Timeline::setCurrentFrame(int frame)
     Global::evaluateLayers(true);
 }
 
-void Timeline::previousFrame() { setCurrentFrame(::previousFrame(m_currentFrame, m_range)); }
+void Timeline::previousFrame() { stepTo(::previousFrame(m_currentFrame, m_range)); }
 
-void Timeline::nextFrame() { setCurrentFrame(::nextFrame(m_currentFrame, m_range)); }
+void Timeline::nextFrame() { stepTo(::nextFrame(m_currentFrame, m_range)); }
+
+void Timeline::stepTo(int frame)
+{
+    setCurrentFrame(frame);
+    if (!m_playing)
+        showFrame();
+}
 
 void Timeline::timeFoward() { nextFrame(); }
 
@@ -88,9 +95,15 @@ void Timeline::playPause()
         m_playTimer->start(playInterval(m_framesPerSecond));
         return;
     }
-    m_playTimer->stop();
+    stop();
     showFrame();
     Global::evaluateLayers(true);
+}
+
+void Timeline::stop()
+{
+    m_playTimer->stop();
+    m_playing = false;
 }
 
 void Timeline::showFrame() const

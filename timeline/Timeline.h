@@ -42,6 +42,7 @@ public:
     /// Takes any frame, also outside the range; the marker then lies outside the widget.
     void setCurrentFrame(int frame);
 
+    void stop(); ///< ends playback without an evaluation, for a scene that goes
     void previousFrame(); ///< stops at the range's start
     void nextFrame(); ///< wraps from the range's end to its start
 
@@ -59,6 +60,7 @@ private:
     enum class DragMode { None = 0, Scrub = 1, AddKey = 2, RemoveKey = 3, DragKey = 4 };
 
     void showFrame() const;
+    void stepTo(int frame);
     DragMode pressMode(const QMouseEvent &event);
     void editKeys();
     void dragKey(float change);

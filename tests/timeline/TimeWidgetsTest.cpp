@@ -274,6 +274,15 @@ void TimeWidgetsTest::typedFramesAndShownFrames()
     type("Time", QStringLiteral("-700"));
     QCOMPARE(ruler().currentFrame(), -700); // nothing clamps a typed frame
 
+    controls().setMinTime(1001);
+    controls().setMaxTime(1100);
+    type("Max", QStringLiteral("1050")); // by way of 1, 10 and 105
+    QCOMPARE(toldRanges(), QStringLiteral("1001-1050, 1001-1050"));
+    type("Min", QStringLiteral("2000"));
+    QCOMPARE(toldRanges(), QStringLiteral("2000-2000, 2000-2000"));
+    ruler().nextFrame(); // stands outside: the next one is the first
+    QCOMPARE(field("Time")->text(), QString::number(ruler().currentFrame()));
+
     ruler().setCurrentFrame(5);
     controls().showFrame(5);
     QCOMPARE(field("Time")->text(), QStringLiteral("5"));
@@ -323,6 +332,17 @@ void TimeWidgetsTest::sliderBody()
     QCOMPARE(bar().width(), width - 160);
     QCOMPARE(ruler().rangeStart(), 70 * 1000 / width);
     QCOMPARE(ruler().rangeEnd(), 1000 - 90 * 1000 / width);
+
+    const QRect trimmed = bar().geometry();
+    QCOMPARE(slider().minimumSizeHint().width(), 60);
+    for (int narrower = 0; narrower <= 100; ++narrower)
+        slider().resize(width - qMin(narrower, 100 - narrower), slider().height());
+    QCOMPARE(bar().geometry(), trimmed); // pixel by pixel, there and back
+    Driver::mouse(QTest::MousePress, &slider(), body, Qt::LeftButton);
+    QMouseEvent unheld(QEvent::MouseMove, body + QPoint(20, 0), Qt::NoButton, {}, {});
+    QApplication::sendEvent(&slider(), &unheld);
+    QCOMPARE(bar().geometry(), trimmed);
+    Driver::mouse(QTest::MouseRelease, &slider(), body, Qt::LeftButton);
 
     Driver::drag(&slider(), body, body + QPoint(300, 0), 3);
     QCOMPARE(bar().geometry().right(), width - 1);
