@@ -77,7 +77,7 @@ void Global::createWindows()
     new InputRouter(s_mainWindow, s_viewport); // owned by its window, as the other two
     s_mainWindow->resize(800, 600);
     s_mainWindow->show();
-    s_cameraWindow = new CameraWindow;
+    s_cameraWindow = new CameraWindow(s_mainWindow);
     new InputRouter(s_cameraWindow, s_auxViewport);
     new InputRouter(s_shapeBrowser, s_viewport);
 }
@@ -155,6 +155,7 @@ void Global::updateToNewAlembic()
         evaluateLayers(true);
     }
     seedEmptyLayers();
+    s_cameraWindow->followLens();
 }
 
 void Global::addLayer(int type)
@@ -238,6 +239,8 @@ bool Global::loadScene(const QString &path)
         *layer.data() = std::move(*scene.layers[i]);
         layer.refreshWidgets();
     }
+    if (Layer *selected = currentLayer())
+        s_layerManager->reveal(selected);
     s_timeline->update();
     return true;
 }

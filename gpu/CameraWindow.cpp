@@ -4,6 +4,7 @@
 #include "app/Global.h"
 #include "gpu/ImagePlane.h"
 #include "gpu/Log.h"
+#include "layers/BrushShelf.h"
 #include "timeline/Timeline.h"
 #include "viewport/Lens.h"
 #include "viewport/Viewport.h"
@@ -14,7 +15,11 @@
 #include <QHBoxLayout>
 #include <QLineEdit>
 #include <QMenuBar>
+#include <QScreen>
+#include <QShowEvent>
 #include <QVBoxLayout>
+
+#include <algorithm>
 
 namespace {
 
@@ -43,10 +48,23 @@ QGroupBox *createGroup(const QString &title, const std::initializer_list<FloatFi
 
 void redraw() { Global::evaluateLayers(false); }
 
+/// Beside the owner where the screen has room, else below `top` on the wider side.
+QPoint besideOwner(const QSize &size, const QRect &owner, int top, const QRect &screen)
+{
+    if (owner.right() + size.width() <= screen.right())
+        return { owner.right() + 1, owner.top() };
+    if (owner.left() - size.width() >= screen.left())
+        return { owner.left() - size.width(), owner.top() };
+    const bool widerRight = owner.center().x() < screen.center().x();
+    return { widerRight ? screen.right() + 1 - size.width() : screen.left(),
+             std::max(screen.top(), std::min(top, screen.bottom() + 1 - size.height())) };
 }
 
-CameraWindow::CameraWindow()
-    : m_fieldOfView(createField("Fov:", 0.0, 180.0))
+}
+
+CameraWindow::CameraWindow(QWidget *owner)
+    : QWidget(owner, Qt::Tool) // stays above its owner, whose shortcuts work here too
+    , m_fieldOfView(createField("Fov:", 0.0, 180.0))
     , m_scaleX(createField("Scale X:", -kLargest, kLargest))
     , m_scaleY(createField("Scale Y:", -kLargest, kLargest))
     , m_offsetX(createField("Offset X:", -kLargest, kLargest))
@@ -109,7 +127,7 @@ void CameraWindow::connectFields()
     connect(m_depth, &FloatFieldGrp::valueChanged, this, &CameraWindow::setDepth);
     connect(m_opacity, &FloatFieldGrp::valueChanged, this, &CameraWindow::setOpacity);
     connect(m_path, &QLineEdit::returnPressed, this, &CameraWindow::updateImageSequence);
-    connect(Global::auxViewport(), &Viewport::cameraChosen, this, &CameraWindow::matchLens);
+    connect(Global::auxViewport(), &Viewport::cameraChosen, this, &CameraWindow::followLens);
 }
 
 void CameraWindow::showDefaults()
@@ -131,6 +149,30 @@ void CameraWindow::reset()
     Global::auxViewport()->camera().resetPicture();
     Global::auxViewport()->setCameraName(OrbitCamera().name());
     showDefaults();
+}
+
+void CameraWindow::showEvent(QShowEvent *event)
+{
+    if (!event->spontaneous()) // else only un-minimised
+        move(m_position.value_or(firstPosition()));
+    QWidget::showEvent(event);
+}
+
+void CameraWindow::hideEvent(QHideEvent *event)
+{
+    if (!event->spontaneous())
+        m_position = pos();
+    QWidget::hideEvent(event);
+}
+
+QPoint CameraWindow::firstPosition() const
+{
+    const QWidget *owner = parentWidget();
+    const auto *shelf = owner ? owner->findChild<BrushShelf *>() : nullptr;
+    if (!shelf)
+        return pos();
+    const int below = shelf->mapToGlobal(shelf->rect().bottomLeft()).y() + 1;
+    return besideOwner(size(), owner->frameGeometry(), below, owner->screen()->availableGeometry());
 }
 
 void CameraWindow::setFieldOfView(float degrees)
@@ -195,13 +237,13 @@ void CameraWindow::updateImageSequence()
     redraw();
 }
 
-// The view then shows what the camera's lens shows, until the artist changes the field.
-void CameraWindow::matchLens(const QString &cameraName)
+void CameraWindow::followLens()
 {
     const double seconds = Global::timeline()->currentSeconds();
     CameraRecord camera;
-    if (Global::auxViewport()->camera().isFree() || !Global::alembic()->isValid() ||
-        !Global::alembic()->readCamera(camera, seconds, cameraName))
+    const Viewport *view = Global::auxViewport();
+    if (view->camera().isFree() || !Global::alembic()->isValid() ||
+        !Global::alembic()->readCamera(camera, seconds, view->cameraName()))
         return;
     const float angle = verticalFieldOfView(camera);
     if (angle > 0.0f) // without a lens the view keeps its own

@@ -1,6 +1,9 @@
 #pragma once
 
+#include <QPoint>
 #include <QWidget>
+
+#include <optional>
 
 class FloatFieldGrp;
 class QGroupBox;
@@ -12,7 +15,8 @@ class CameraWindow : public QWidget {
     Q_OBJECT
 
 public:
-    CameraWindow();
+    /// Stays above the owner; opens beside its brush shelf, later where it last stood.
+    explicit CameraWindow(QWidget *owner);
 
     /// What a new scene starts with: the free camera, no sequence, every field at its default.
     void reset();
@@ -29,6 +33,13 @@ public slots:
     void importImageSequence();
     /// Rebuilds the plate's images from the path in the field.
     void updateImageSequence();
+    /// The view shows what its camera's lens shows, until the artist changes the field. Without
+    /// such a camera or a lens it keeps its own.
+    void followLens();
+
+protected:
+    void showEvent(QShowEvent *event) override;
+    void hideEvent(QHideEvent *event) override;
 
 private:
     void createMenu();
@@ -36,7 +47,7 @@ private:
     QGroupBox *createPlateGroup();
     QGroupBox *createSequenceGroup();
     void connectFields();
-    void matchLens(const QString &cameraName);
+    QPoint firstPosition() const;
     void showDefaults();
 
     FloatFieldGrp *m_fieldOfView;
@@ -47,4 +58,5 @@ private:
     FloatFieldGrp *m_depth;
     FloatFieldGrp *m_opacity;
     QLineEdit *m_path;
+    std::optional<QPoint> m_position; ///< where it stood when it was hidden
 };

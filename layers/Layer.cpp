@@ -4,6 +4,7 @@
 #include "gpu/GPUMesh.h"
 #include "gpu/LayerPasses.h"
 #include "layers/LayerFit.h"
+#include "layers/LayerManager.h"
 #include "timeline/Timeline.h"
 #include "viewport/MeshScope.h"
 #include "widgets/FloatSliderGrp.h"
@@ -236,6 +237,8 @@ void Layer::select()
         showMask(*Global::mesh(), &m_data);
     Global::evaluateLayers(false);
     repaintTimeline();
+    if (Global::layerManager())
+        Global::layerManager()->reveal(this);
 }
 
 void Layer::setIntensity(float intensity)

@@ -1,12 +1,14 @@
 #include "layers/LayerManager.h"
 
 #include "app/Global.h"
-#include "layers/LayerData.h"
+#include "layers/Layer.h"
 #include "widgets/FloatSliderGrp.h"
 
+#include <QApplication>
 #include <QPushButton>
 #include <QScrollArea>
 #include <QSignalMapper>
+#include <QTimer>
 #include <QVBoxLayout>
 
 namespace {
@@ -60,22 +62,36 @@ QLayout *LayerManager::createButtons()
     return row;
 }
 
-QScrollArea *LayerManager::createLayerList()
+QWidget *LayerManager::createLayerList()
 {
     auto *list = new QWidget;
     m_layerListLayout = new QVBoxLayout(list);
     m_layerListLayout->setAlignment(Qt::AlignTop);
     m_layerListLayout->setContentsMargins(0, 0, 0, 0);
     m_layerListLayout->setSpacing(0);
-    auto *area = new QScrollArea;
-    area->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Ignored);
-    area->setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOn);
-    area->setWidgetResizable(true);
-    area->setWidget(list);
-    return area;
+    m_layerList = new QScrollArea;
+    m_layerList->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Ignored);
+    m_layerList->setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOn);
+    m_layerList->setWidgetResizable(true);
+    m_layerList->setWidget(list);
+    return m_layerList;
 }
 
 void LayerManager::reset() { m_envelope->setValue(1.0f); }
+
+// A press waits until it can no longer become a double click, which would fall beside the layer.
+void LayerManager::reveal(Layer *layer)
+{
+    const bool pressed = QGuiApplication::mouseButtons() != Qt::NoButton;
+    const int delay = pressed ? QApplication::doubleClickInterval() : 0;
+    QTimer::singleShot(delay, layer, [this, layer] {
+        if (layer != Global::currentLayer())
+            return;
+        const QRect place = layer->geometry();
+        m_layerList->ensureVisible(0, place.bottom(), 0, 0);
+        m_layerList->ensureVisible(0, place.top(), 0, 0); // its head, where not all of it fits
+    });
+}
 
 void LayerManager::setEnvelope(float envelope)
 {

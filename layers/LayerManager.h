@@ -3,6 +3,7 @@
 #include <QWidget>
 
 class FloatSliderGrp;
+class Layer;
 class QScrollArea;
 class QSignalMapper;
 class QVBoxLayout;
@@ -21,15 +22,18 @@ public:
     QSignalMapper *mapper() const { return m_mapper; }
     /// The envelope back to 1, for an empty scene.
     void reset();
+    /// Scrolls the list to a layer that is selected, once it has its place there.
+    void reveal(Layer *layer);
 
 public slots:
     void setEnvelope(float envelope);
 
 private:
     QLayout *createButtons();
-    QScrollArea *createLayerList();
+    QWidget *createLayerList();
 
     QSignalMapper *m_mapper;
     FloatSliderGrp *m_envelope;
+    QScrollArea *m_layerList = nullptr;
     QVBoxLayout *m_layerListLayout = nullptr;
 };

@@ -199,6 +199,7 @@ void WindowTest::newSceneAsks()
     QFETCH(int, answer);
     QFETCH(int, layersLeft);
     m_app.global().addLayer(int(LayerKind::Relax));
+    Driver::click(button(QStringLiteral("Play")));
     // The shortcut reaches the window from a field, too, which discarding takes away under the
     // keys.
     Global::mainWindow()->activateWindow();
@@ -215,17 +216,21 @@ void WindowTest::newSceneAsks()
     QTest::qWait(10);
     QCOMPARE(int(Global::layers().size()), layersLeft);
     QCOMPARE(Global::scenePath(), QStringLiteral("untitled"));
+    QCOMPARE(Global::timeline()->playing(), layersLeft > 0); // an empty scene stands still
+    QCOMPARE(button(QStringLiteral("Play"))->isChecked(), layersLeft > 0);
 }
 
 void WindowTest::keysAndWheelReachTheWork()
 {
     for (int i = 0; i < 9; ++i)
         m_app.global().addLayer(int(LayerKind::Sculpt));
-    QApplication::processEvents();
-    Layer *layer = Global::layers().front();
+    Layer *layer = Global::layers().back();
+    QTRY_COMPARE(layer->visibleRegion(), QRegion(layer->rect())); // the list shows what was added
+    layer = Global::layers().front();
+    layer->select();
+    QTRY_COMPARE(layer->visibleRegion(), QRegion(layer->rect()));
     auto *slider = layer->findChild<QSlider *>();
     auto *field = layer->findChild<QLineEdit *>();
-    PanelHands::bringIntoView(PanelHands::nameLabel(layer));
     Driver::click(button(QStringLiteral("Play")));
     QWidget *box = button(QStringLiteral("by surface"));
     for (QWidget *clicked : std::initializer_list<QWidget *> {

@@ -2,6 +2,7 @@
 #include "alembic/AlembicFile.h"
 #include "gpu/CameraWindow.h"
 #include "gpu/ImagePlane.h"
+#include "layers/BrushShelf.h"
 #include "layers/Outliner.h"
 #include "support/LogCapture.h"
 #include "widgets/FloatFieldGrp.h"
@@ -173,6 +174,8 @@ private slots:
         QCOMPARE(view()->camera().fieldOfView(), 60.0f);
         fieldOfView()->field()->clear(); // no angle: the view keeps its own
         QCOMPARE(view()->camera().fieldOfView(), 60.0f);
+        emit Global::mainWindow()->alembicImported();
+        QVERIFY(qAbs(double(view()->camera().fieldOfView()) - lens(shotCamera(0))) < 1e-3);
         choose(0);
         QVERIFY(qAbs(view()->camera().fieldOfView() - 20.408f) < 1e-2f);
         Global::cameraWindow()->reset();
@@ -326,6 +329,10 @@ private slots:
     {
         CameraWindow *window = Global::cameraWindow();
         QVERIFY(!window->windowTitle().isEmpty());
+        const auto *shelf = Global::mainWindow()->findChild<BrushShelf *>();
+        QVERIFY(!window->frameGeometry().intersects(
+            QRect(shelf->mapToGlobal(QPoint()), shelf->size())));
+        window->move(31, 17);
         const auto actions = window->findChild<QMenuBar *>()->actions();
         QCOMPARE(actions.front()->text(), QStringLiteral("&File"));
         QCOMPARE(actions.front()->menu()->actions().front()->text(),
@@ -347,6 +354,7 @@ private slots:
         window->setWindowState(Qt::WindowMinimized);
         choose(1);
         QVERIFY(window->isVisible() && !window->isMinimized());
+        QCOMPARE(window->pos(), QPoint(31, 17));
 
         const LogCapture log;
         path->setText(QStringLiteral("/no/such/plate.0001.png"));
