@@ -14,8 +14,6 @@ class QWidget;
 ///
 /// The window owns the router; the view must outlive it and may lie in another window.
 class InputRouter : public QObject {
-    Q_OBJECT
-
 public:
     InputRouter(QWidget *window, QWidget *view);
 
