@@ -226,6 +226,14 @@ bool AlembicFile::timeRange(double &start, double &end) const
            });
 }
 
+double AlembicFile::frameRate() const
+{
+    RateEvidence evidence;
+    if (checkValid())
+        attempt(failure("can't read the rate of"), [&] { evidence = m_archive->rateEvidence(); });
+    return ::frameRate(evidence);
+}
+
 bool AlembicFile::fillTopology(Topology &topology) const
 {
     return checkValid() && attempt(failure("can't read the faces of"), [&] {

@@ -49,6 +49,8 @@ public:
     /// First and last sample time over the archive's time samplings; 0 and 0 when none holds a
     /// sample.
     bool timeRange(double &start, double &end) const;
+    /// At which frames are to be counted, see alembic/FrameRate.h.
+    double frameRate() const;
     /// Replaces `topology` by each mesh's name and point count and the merged face lists of every
     /// mesh's sample 0. Faces that a mesh's indices do not fill are dropped, with a debug line;
     /// those of a mesh that its world matrix mirrors at the start are turned. False with `topology`

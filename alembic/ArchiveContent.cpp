@@ -11,6 +11,7 @@
 #include <Alembic/AbcGeom/IXform.h>
 
 #include <algorithm>
+#include <map>
 #include <stdexcept>
 
 namespace {
@@ -41,6 +42,25 @@ bool lacksGeometry(const Abc::IObject &object)
         return !geometry.getPropertyHeader(property);
     });
 }
+
+/// The rate that most votes are for; 0 is none.
+class RateVotes {
+public:
+    void add(double rate, double votes)
+    {
+        if (rate > 0.0)
+            m_votes[rate] += votes;
+    }
+    double most() const
+    {
+        const auto fewer = [](const auto &a, const auto &b) { return a.second < b.second; };
+        const auto most = std::max_element(m_votes.begin(), m_votes.end(), fewer);
+        return most == m_votes.end() ? 0.0 : most->first;
+    }
+
+private:
+    std::map<double, double> m_votes;
+};
 
 } // namespace
 
@@ -107,6 +127,36 @@ std::pair<double, double> AlembicFile::Archive::timeRange()
     double first = 0.0, last = 0.0;
     Abc::GetArchiveStartAndEndTime(archive, first, last);
     return first <= last ? std::pair(first, last) : std::pair(0.0, 0.0);
+}
+
+RateEvidence AlembicFile::Archive::rateEvidence()
+{
+    const auto [first, last] = timeRange();
+    return { hintedRate(), sampledRate(), first, last };
+}
+
+double AlembicFile::Archive::hintedRate()
+{
+    std::string hint = archive.getPtr()->getMetaData().get(Abc::kDCCFPSKey);
+    std::replace(hint.begin(), hint.end(), ',', '.'); // as a writer's locale may have it
+    return QString::fromStdString(hint).toDouble(); // 0 for what is no number
+}
+
+/// Of the sampling that the most points have; where none move by themselves, the most transforms;
+/// else the most cameras.
+double AlembicFile::Archive::sampledRate() const
+{
+    RateVotes points, moves, lenses;
+    for (const ArchiveMesh &mesh : meshes) {
+        const auto positions = mesh.object.getSchema().getPositionsProperty();
+        if (const double rate = guarded::cyclesPerSecond(positions); rate > 0.0)
+            points.add(rate, double(mesh.points(Abc::index_t(0)).size()));
+    }
+    for (const ArchiveTransform &transform : transforms)
+        moves.add(transform.samples.cyclesPerSecond(), 1.0);
+    for (const ArchiveCamera &camera : cameras)
+        lenses.add(camera.samples.cyclesPerSecond(), 1.0);
+    return points.most() > 0.0 ? points.most() : moves.most() > 0.0 ? moves.most() : lenses.most();
 }
 
 /// Depth first, parent before children.

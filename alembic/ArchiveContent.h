@@ -1,6 +1,7 @@
 #pragma once
 
 #include "alembic/AlembicFile.h"
+#include "alembic/FrameRate.h"
 #include "alembic/GuardedSamples.h"
 
 #include <Alembic/Abc/IArchive.h>
@@ -64,6 +65,7 @@ struct AlembicFile::Archive {
     explicit Archive(const QByteArray &filePath);
     /// First and last sample time; 0 and 0 when no sampling holds a sample.
     std::pair<double, double> timeRange();
+    RateEvidence rateEvidence();
 
     QString path;
     Alembic::Abc::IArchive archive;
@@ -75,6 +77,9 @@ struct AlembicFile::Archive {
     std::vector<ArchiveCamera> cameras;
 
 private:
+    double hintedRate();
+    double sampledRate() const;
+
     struct Level;
     struct Walk;
 

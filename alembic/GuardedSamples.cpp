@@ -119,6 +119,13 @@ bool TransformSamples::inherits(double seconds) const
     return !flags.empty() && flags.front();
 }
 
+double TransformSamples::cyclesPerSecond() const
+{
+    return m_fewValues ? guarded::cyclesPerSecond(m_fewValues)
+        : m_manyValues ? guarded::cyclesPerSecond(m_manyValues)
+                       : 0.0;
+}
+
 Imath::M44d TransformSamples::matrix(double seconds) const
 {
     const std::vector<double> numbers = values(seconds);

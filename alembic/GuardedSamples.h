@@ -69,6 +69,16 @@ template <class Property> Alembic::Abc::ISampleSelector at(const Property &prope
                      : sampleAt(*property.getTimeSampling(), count, seconds);
 }
 
+/// How often a second a property's sampling repeats itself; 0 where it does not, or where a single
+/// sample stands for all time.
+template <class Property> double cyclesPerSecond(const Property &property)
+{
+    if (property.getNumSamples() < 2)
+        return 0.0;
+    const auto type = property.getTimeSampling()->getTimeSamplingType();
+    return type.isAcyclic() ? 0.0 : 1.0 / type.getTimePerCycle();
+}
+
 /// One transform over time.
 class TransformSamples {
 public:
@@ -76,6 +86,7 @@ public:
     Imath::M44d matrix(double seconds) const; ///< local, for row vectors
     /// Whether the transforms above it move it too; without, its matrix leads to world space.
     bool inherits(double seconds) const;
+    double cyclesPerSecond() const;
 
 private:
     void openValues(const Alembic::Abc::ICompoundProperty &properties);
@@ -100,6 +111,7 @@ public:
 
     explicit CameraSamples(const Alembic::Abc::IObject &object);
     Lens lens(double seconds) const;
+    double cyclesPerSecond() const { return guarded::cyclesPerSecond(m_core); }
 
 private:
     Alembic::Abc::IScalarProperty m_core;

@@ -1,6 +1,7 @@
 #include "app/Global.h"
 
 #include "alembic/AlembicFile.h"
+#include "alembic/FrameRate.h"
 #include "app/LayerSeed.h"
 #include "app/Log.h"
 #include "app/MainWindow.h"
@@ -130,7 +131,8 @@ void Global::updateToNewAlembic()
     // An archive without a sample stands still at 0: its mesh, if any, still replaces the earlier.
     if (!s_alembic->timeRange(start, end) && !s_alembic->isValid())
         return;
-    const double framesPerSecond = s_timeline->framesPerSecond();
+    const double framesPerSecond = s_alembic->frameRate();
+    s_timeline->setFramesPerSecond(framesPerSecond);
     const int startFrame = frameAtTime(start, framesPerSecond);
     const int endFrame = frameAtTime(end, framesPerSecond);
 
@@ -200,6 +202,7 @@ void Global::clearScene()
         delete layer;
     s_commands->clear();
     s_rangeSlider->resetSize();
+    s_timeline->setFramesPerSecond(kDefaultFrameRate);
     s_timeControls->reset();
     s_layerManager->reset();
     s_cameraWindow->reset();

@@ -98,7 +98,7 @@ QString Shot::counts() const
     return text;
 }
 
-double Shot::framesPerSecond() const { return 24.0; }
+double Shot::framesPerSecond() const { return m_archive.frameRate(); }
 
 FrameRange Shot::range() const
 {

@@ -58,6 +58,9 @@ private slots:
     void foreignIndicesStayForeign();
     void floorSample_data();
     void floorSample();
+    void rates_data();
+    void rates();
+    void ratesByMostPoints();
     void transformsNearestFirst();
     void deepHierarchy();
     void cameras();
@@ -192,6 +195,96 @@ void AlembicFileTest::floorSample()
     QVERIFY(file.timeRange(start, end));
     QCOMPARE(start, 1.0 / 24.0);
     QCOMPARE(end, 5.0 / 24.0);
+}
+
+void AlembicFileTest::rates_data()
+{
+    QTest::addColumn<QByteArray>("hint");
+    QTest::addColumn<double>("sampled"); // per second
+    QTest::addColumn<double>("rate");
+    QTest::addColumn<int>("steps"); // samples a frame; 0: not in step
+    const double film = 24000 / 1001.0, video = 60000 / 1001.0;
+    const auto row = [](const char *name, const char *hint, double sampled, double rate,
+                        int steps) {
+        QTest::newRow(name) << QByteArray(hint) << sampled << rate << steps;
+    };
+    row("whole", "", 25.0, 25.0, 1);
+    row("film", "", film, film, 1);
+    row("film, rounded", "", 23.976, 23.976, 1);
+    row("a hint", "23.976000", film, 23.976, 1);
+    row("a hint in a locale", "29,97", 30000 / 1001.0, 29.97, 1);
+    row("a hint too high by rounding", "59.9401", video, video, 1);
+    row("a hint of two digits", "23.98", film, film, 1);
+    row("more digits than the samples", "23.976024", 23.976, 23.976, 1);
+    row("a hint of another rate", "24", film, 24.0, 0);
+    row("no number", "fast", 30.0, 30.0, 1);
+    row("a hint of nothing", "0", 30.0, 30.0, 1);
+    row("sub-frame samples", "", 96.0, 24.0, 4);
+    row("sub-frame samples of 25", "", 100.0, 25.0, 4);
+    row("fast", "", 70.0, 70.0, 1);
+    row("too slow", "", 0.5, 24.0, 0);
+    row("too fast", "", 1007.0, 24.0, 0);
+}
+
+void AlembicFileTest::rates()
+{
+    QFETCH(QByteArray, hint);
+    QFETCH(double, sampled);
+    QFETCH(double, rate);
+    QFETCH(int, steps);
+    const QString name = QStringLiteral("rate.abc");
+    const std::vector<int> frames { 1, 5000 };
+    {
+        Alembic::Abc::MetaData metaData;
+        metaData.set("_ai_DCC_FPS", hint.toStdString());
+        Writer writer(path(name), 0.0, sampled, metaData);
+        std::vector<Points> later;
+        for (int sample = 1; sample <= steps * frames.back() + 1; ++sample)
+            later.push_back({ V3f(float(sample), 0, 0) });
+        writer.mesh(writer.top(), "point", { { V3f(0, 0, 0) }, {}, {} }, later);
+        if (steps == 0)
+            writer.xform(writer.top(), "mover", { M44d(), translation(1, 0, 0) });
+    }
+    AlembicFile file;
+    QVERIFY(open(file, name));
+    QCOMPARE(file.frameRate(), rate);
+    for (const int frame : frames) {
+        PointArray points;
+        QVERIFY(file.readPoints(points, frame / rate));
+        QVERIFY(steps == 0 || points.at(0).x() == float(steps * frame));
+    }
+}
+
+void AlembicFileTest::ratesByMostPoints()
+{
+    using namespace Alembic::AbcCoreAbstract;
+    const auto rateOf = [this](bool pointsMove) {
+        const QString name = QStringLiteral("rates.abc");
+        {
+            Writer writer(path(name), 0.0, 48.0);
+            for (int i = 0; i < 3; ++i) // the more transforms, the fewer points
+                writer.xform(writer.top(), qPrintable(QString::number(i)), { M44d(), M44d() });
+            const std::vector<double> times { 0.0, 0.1, 0.5 };
+            const TimeSamplingPtr samplings[] = {
+                std::make_shared<TimeSampling>(1 / 25.0, 0.0),
+                std::make_shared<TimeSampling>(TimeSamplingType(2, 1 / 30.0),
+                                               std::vector<double> { 0.0, 0.01 }),
+                std::make_shared<TimeSampling>(TimeSamplingType(TimeSamplingType::kAcyclic), times),
+            };
+            const Points shapes[] = { cube().points, grid(4).points, grid(9).points };
+            for (int i = 0; i < 3; ++i) {
+                Alembic::AbcGeom::OPolyMesh mesh(writer.top(), "mesh" + std::to_string(i),
+                                                 samplings[i]);
+                const Alembic::Abc::Int32ArraySample none(nullptr, 0);
+                for (int sample = 0; sample < (pointsMove ? 3 : 1); ++sample)
+                    mesh.getSchema().set({ shapes[i], none, none });
+            }
+        }
+        AlembicFile file;
+        return open(file, name) ? file.frameRate() : 0.0;
+    };
+    QCOMPARE(rateOf(true), 30.0);
+    QCOMPARE(rateOf(false), 48.0);
 }
 
 void AlembicFileTest::transformsNearestFirst()

@@ -108,6 +108,7 @@ void ImportTest::theNewArchiveReplacesTheMesh_data()
         writer.mesh(writer.top(), "cube", archives::cube(), { archives::grid(5).points });
     });
     row("below zero", 8, -48, -47, [](const QString &path) { writeCube(path, -2.0, 24.0); });
+    row("at a rate of its own", 8, 30, 31, [](const QString &path) { writeCube(path, 1, 30); });
     row("far away", 8, kLast, kLast, [](const QString &path) { writeCube(path, 1e12, 24.0); });
     row("endless", 8, -kLast - 1, kLast,
         [](const QString &path) { writeCube(path, -1e12, 5e-13); });
@@ -117,6 +118,7 @@ void ImportTest::theNewArchiveReplacesTheMesh()
 {
     QFETCH(const WriteArchive, write);
     Global::clearScene();
+    QCOMPARE(Global::timeline()->framesPerSecond(), 24.0);
     const QString before = m_folder.filePath(QStringLiteral("before.abc"));
     writeCube(before, 0.0, 24.0);
     import(before);

@@ -32,7 +32,7 @@ inline Pose vertexNormals(const Scene &s, const Pose &position)
 {
     return passes(position, 1, [&](const Pose &p, size_t i) {
         Vec sum;
-        for (const auto &[previous, current] : s.rings.fan(i)) {
+        for (const auto &[previous, current] : s.rings.fans[i]) {
             const Vec x = normalized(p[previous] - p[i]), y = normalized(p[current] - p[i]);
             sum = sum + cleaned(normalized(cross(y, x)));
         }

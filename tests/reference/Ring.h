@@ -52,49 +52,49 @@ struct Neighbours {
     }
 };
 
-/// The rings, and the surface between their neighbours.
+/// The rings, and which of their neighbours a face spans.
 struct Rings : Neighbours {
     using Pair = std::array<quint32, 2>;
+    using Pairs = std::vector<Pair>;
 
     Rings(const std::vector<quint32> &rings, size_t count, const std::vector<quint32> &triangles)
         : Neighbours { rings, count }
-        , around(count)
     {
+        std::vector<Pairs> around(count); // of each vertex, its triangles' far edges
         for (size_t i = 0; i < triangles.size(); ++i) { // a ring runs against its triangles
             const size_t first = i - i % 3;
             around[triangles[i]].push_back(
                 { triangles[first + (i + 2) % 3], triangles[first + (i + 1) % 3] });
         }
+        for (size_t vertex = 0; vertex < count; ++vertex)
+            fans.push_back(fan(of(vertex), around[vertex]));
     }
 
     /// Whether one face holds both neighbours: whether triangles, from diagonal to diagonal, lead
     /// from one to the other.
-    bool spans(size_t vertex, Pair neighbours) const
+    static bool spans(const std::vector<quint32> &ring, const Pairs &around, Pair pair)
     {
-        const std::vector<quint32> ring = of(vertex);
-        return std::any_of(around[vertex].begin(), around[vertex].end(), [&](const Pair &step) {
+        return std::any_of(around.begin(), around.end(), [&](const Pair &step) {
             const bool diagonal = std::find(ring.begin(), ring.end(), step[1]) == ring.end();
-            return step[0] == neighbours[0] &&
-                (step[1] == neighbours[1] ||
-                 (diagonal && spans(vertex, { step[1], neighbours[1] })));
+            return step[0] == pair[0] &&
+                (step[1] == pair[1] || (diagonal && spans(ring, around, { step[1], pair[1] })));
         });
     }
 
-    /// Neighbours that follow each other in the ring, where a face spans them. A face turned over
-    /// counts, but not where it would stand against itself.
-    std::vector<Pair> fan(size_t vertex) const
+    /// A face turned over counts, but not where it would stand against itself.
+    static Pairs fan(const std::vector<quint32> &ring, const Pairs &around)
     {
-        const std::vector<quint32> ring = of(vertex);
-        std::vector<Pair> pairs;
+        Pairs pairs;
         for (size_t k = 0; k < ring.size(); ++k) {
             const Pair pair { ring[(k + ring.size() - 1) % ring.size()], ring[k] };
-            if (spans(vertex, pair) || (ring.size() > 2 && spans(vertex, { pair[1], pair[0] })))
+            if (spans(ring, around, pair) ||
+                (ring.size() > 2 && spans(ring, around, { pair[1], pair[0] })))
                 pairs.push_back(pair);
         }
         return pairs;
     }
 
-    std::vector<std::vector<Pair>> around; ///< of each vertex, the far edges of its triangles
+    std::vector<Pairs> fans; ///< of each vertex, the spanned pairs that follow in its ring
 };
 
 /// The mean of the first ten neighbours, NaN without any. It serves both ring weightings: the
@@ -127,7 +127,7 @@ struct Frame {
 inline Vec carried(Vec v, size_t vertex, const Rings &rings, const Pose &from, const Pose &to)
 {
     Vec sum;
-    for (const auto &[previous, current] : rings.fan(vertex)) {
+    for (const auto &[previous, current] : rings.fans[vertex]) {
         const Frame source(from[vertex], from[previous], from[current]);
         const Frame target(to[vertex], to[previous], to[current]);
         sum = sum + cleaned(target.toWorld(source.toLocal(v)));

@@ -67,8 +67,10 @@ inline Points moved(Points points, const V3f &by)
 /// Samples lie at start + k / fps seconds, unless an object is given its own sampling.
 class Writer {
 public:
-    explicit Writer(const QString &path, double start = 0.0, double fps = 24.0)
-        : m_archive(Alembic::AbcCoreOgawa::WriteArchive(), QFile::encodeName(path).toStdString())
+    explicit Writer(const QString &path, double start = 0.0, double fps = 24.0,
+                    const Alembic::Abc::MetaData &metaData = {})
+        : m_archive(Alembic::AbcCoreOgawa::WriteArchive(), QFile::encodeName(path).toStdString(),
+                    metaData)
         , m_sampling(
               m_archive.addTimeSampling(Alembic::AbcCoreAbstract::TimeSampling(1.0 / fps, start)))
     {
