@@ -87,7 +87,7 @@ public:
     size_t droppedCount() const { return m_dropped.size(); }
     size_t cornerCount() const { return m_cornerCount; }
     size_t triangleCount() const { return m_triangleCount; }
-    const std::vector<quint32> &cornerCounts() const { return m_cornerCounts; } ///< by vertex
+    std::vector<quint32> takeCornerCounts() { return std::move(m_cornerCounts); } ///< by vertex
 
     template <class Use> void forEach(Use use) const
     {
@@ -157,8 +157,8 @@ struct Corner {
 /// Every face corner, grouped by vertex, in face order.
 class CornerTable {
 public:
-    explicit CornerTable(const FaceList &faces)
-        : m_ends(faces.cornerCounts())
+    explicit CornerTable(FaceList &faces)
+        : m_ends(faces.takeCornerCounts())
         , m_corners(std::make_unique_for_overwrite<Corner[]>(faces.cornerCount()))
     {
         preferLargePages(m_corners.get(), faces.cornerCount() * sizeof(Corner));
@@ -408,6 +408,56 @@ void appendSprings(const quint32 *ring, size_t ringSize, const Corner *begin, co
     springs.erase(std::unique(springs.begin() + first, springs.end()), springs.end());
 }
 
+struct NeighbourTables {
+    std::vector<quint32> rings;
+    std::vector<quint32> ringGaps;
+    std::vector<quint32> constraints;
+};
+
+NeighbourTables neighbourTables(int vertexCount, FaceList &faces)
+{
+    const CornerTable corners(faces);
+    // A closed mesh has one neighbour per corner; a border adds a few.
+    const size_t expected = faces.cornerCount() + faces.cornerCount() / 16;
+    NeighbourTable rings(vertexCount, expected);
+    NeighbourTable constraints(vertexCount, 2 * expected);
+    std::vector<quint32> ringGaps;
+    RingWalk walk(vertexCount);
+    GapSearch gapSearch;
+    for (size_t v = 0; v < size_t(vertexCount); ++v) {
+        std::vector<quint32> &ring = rings.entries();
+        const size_t ringBegin = ring.size();
+        const bool oneFan = walk.append(corners.begin(v), corners.end(v), ring);
+        const auto cornerCount = size_t(corners.end(v) - corners.begin(v));
+        if (!oneFan)
+            gapSearch.append(ring, ringBegin, corners.begin(v), corners.end(v), ringGaps);
+        else if (ring.size() - ringBegin > cornerCount) // open
+            ringGaps.push_back(quint32(ringBegin));
+        appendSprings(ring.data() + ringBegin, ring.size() - ringBegin, corners.begin(v),
+                      corners.end(v), constraints.entries());
+        rings.close(v);
+        constraints.close(v);
+    }
+    return { std::move(rings.entries()), std::move(ringGaps), std::move(constraints.entries()) };
+}
+
+/// Each edge from its lower vertex.
+std::vector<quint32> edgesOf(size_t vertexCount, const std::vector<quint32> &rings)
+{
+    std::vector<quint32> edges;
+    reserveLarge(edges, rings.size() - vertexCount - 1); // two of each edge's two neighbours
+    const quint32 *neighbours = rings.data() + vertexCount + 1;
+    for (size_t v = 0; v < vertexCount; ++v) {
+        for (quint32 k = rings[v]; k < rings[v + 1]; ++k) {
+            if (neighbours[k] > v) {
+                edges.push_back(quint32(v));
+                edges.push_back(neighbours[k]);
+            }
+        }
+    }
+    return edges;
+}
+
 } // namespace
 
 void Topology::clear() { *this = Topology(); }
@@ -421,45 +471,19 @@ void Topology::build(int vertexCount, const std::vector<qint32> &faceIndices,
                      const std::vector<qint32> &faceCounts)
 {
     m_vertexCount = std::max(vertexCount, 0);
-    const FaceList faces(m_vertexCount, faceIndices, faceCounts);
+    FaceList faces(m_vertexCount, faceIndices, faceCounts);
     if (faces.droppedCount() > 0) {
         qCDebug(lcLayers).noquote()
             << "faces dropped for too few, repeated or missing corners:" << faces.droppedCount();
     }
+    // The corners take half of the memory that all this needs, so what does without them is built
+    // when they are gone.
+    NeighbourTables tables = neighbourTables(m_vertexCount, faces);
+    m_rings = std::move(tables.rings);
+    m_ringGaps = std::move(tables.ringGaps);
+    m_constraints = std::move(tables.constraints);
     m_triangles = fanTriangles(faces);
-    const CornerTable corners(faces);
-
-    // A closed mesh has one neighbour per corner; a border adds a few.
-    const size_t expected = faces.cornerCount() + faces.cornerCount() / 16;
-    NeighbourTable rings(m_vertexCount, expected);
-    NeighbourTable constraints(m_vertexCount, 2 * expected);
-    m_edges.clear();
-    reserveLarge(m_edges, expected);
-    m_ringGaps.clear();
-    RingWalk walk(m_vertexCount);
-    GapSearch gapSearch;
-    for (size_t v = 0; v < size_t(m_vertexCount); ++v) {
-        std::vector<quint32> &ring = rings.entries();
-        const size_t ringBegin = ring.size();
-        const bool oneFan = walk.append(corners.begin(v), corners.end(v), ring);
-        const auto cornerCount = size_t(corners.end(v) - corners.begin(v));
-        if (!oneFan)
-            gapSearch.append(ring, ringBegin, corners.begin(v), corners.end(v), m_ringGaps);
-        else if (ring.size() - ringBegin > cornerCount) // open
-            m_ringGaps.push_back(quint32(ringBegin));
-        appendSprings(ring.data() + ringBegin, ring.size() - ringBegin, corners.begin(v),
-                      corners.end(v), constraints.entries());
-        for (size_t i = ringBegin; i < ring.size(); ++i) {
-            if (ring[i] > v) {
-                m_edges.push_back(quint32(v));
-                m_edges.push_back(ring[i]);
-            }
-        }
-        rings.close(v);
-        constraints.close(v);
-    }
-    m_rings = std::move(rings.entries());
-    m_constraints = std::move(constraints.entries());
+    m_edges = edgesOf(size_t(m_vertexCount), m_rings);
 }
 
 std::vector<quint32> Topology::markedRings() const
