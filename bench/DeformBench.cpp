@@ -1,17 +1,25 @@
 // What one deformer pass costs on 10 thousand, 100 thousand and 1 million vertices. Timed: the call
-// until the card has finished, with the copies and uploads that belong to the pass. Not timed: the
+// until the card has finished, with the copies and uploads that belong to the pass, turn by turn
+// with the same work as plain loops on all cores where there is such a loop (ratio). Not timed: the
 // first upload of the mesh, compiling. Each row names how many kernels ran; a software rasteriser
-// gives ratios between rows, not what an artist's card does.
+// gives ratios, not what an artist's card does.
 
+#include "bench/Native.h"
+#include "bench/Paired.h"
 #include "bench/Sheet.h"
 #include "gpu/GpuCounters.h"
 
 #include <functional>
 
 namespace {
+/// What the plain loops work on.
+struct Plain {
+    PointArray position, normal, current, previous;
+};
 struct Row {
     const char *name;
     std::function<void(GPUMesh &, const MeshScene &)> run;
+    std::function<void(const MeshScene &, Plain &)> plain; ///< may be missing
 };
 
 const std::vector<Row> &rows()
@@ -19,31 +27,63 @@ const std::vector<Row> &rows()
     using Mesh = GPUMesh;
     using Scene = MeshScene;
     static const std::vector<Row> table {
-        { "vertexNormals", [](Mesh &mesh, const Scene &) { mesh.updateNormals(); } },
-        { "addDeltas", [](Mesh &mesh, const Scene &) { mesh.addDeltas(false, 1, 0, 0); } },
-        { "addDeltas tangent", [](Mesh &mesh, const Scene &) { mesh.addDeltas(true, 1, 0, 0); } },
-        { "clone", [](Mesh &mesh, const Scene &) { mesh.clone(1, 0.1f, false); } },
-        { "clone tangent", [](Mesh &mesh, const Scene &) { mesh.clone(1, 0.1f, true); } },
-        { "relax", [](Mesh &mesh, const Scene &) { mesh.relax(1, 0.1f, true, false); } },
+        { "vertexNormals", [](Mesh &mesh, const Scene &) { mesh.updateNormals(); },
+          [](const Scene &s, Plain &p) {
+              native::normals(s.topology.rings(), s.position, p.normal);
+          } },
+        { "addDeltas", [](Mesh &mesh, const Scene &) { mesh.addDeltas(false, 1, 0, 0); },
+          [](const Scene &s, Plain &p) {
+              native::addDeltas(s.basePoints, s.offsetPoints, 1, p.position);
+          } },
+        { "addDeltas tangent",
+          [](Mesh &mesh, const Scene &) { mesh.addDeltas(true, 1, 0, 0); },
+          {} },
+        { "clone", [](Mesh &mesh, const Scene &) { mesh.clone(1, 0.1f, false); },
+          [](const Scene &s, Plain &p) {
+              native::clone(s.topology.rings(), s.position, s.offsetPoints, s.mask, 0.1f,
+                            p.position);
+          } },
+        { "clone tangent", [](Mesh &mesh, const Scene &) { mesh.clone(1, 0.1f, true); }, {} },
+        { "relax", [](Mesh &mesh, const Scene &) { mesh.relax(1, 0.1f, true, false); },
+          [](const Scene &s, Plain &p) {
+              native::relax(s.topology.rings(), s.position, s.mask, 0.1f, p.position);
+          } },
         { "mush of one smoothing",
-          [](Mesh &mesh, const Scene &s) { mesh.mush(1, 0, 1, s.basePoints, s.offsetPoints); } },
-        { "jiggle", [](Mesh &mesh, const Scene &) { mesh.jiggle(1, 0.3f, 0.3f, 0.5f, 0); } },
-        { "cloth of one step", [](Mesh &mesh, const Scene &) { mesh.cloth(1, 0.1f); } },
+          [](Mesh &mesh, const Scene &s) { mesh.mush(1, 0, 1, s.basePoints, s.offsetPoints); },
+          {} },
+        { "jiggle", [](Mesh &mesh, const Scene &) { mesh.jiggle(1, 0.3f, 0.3f, 0.5f, 0); },
+          [](const Scene &s, Plain &p) {
+              native::jiggle(s.normal, s.mask, p.current, p.previous, p.position);
+          } },
+        { "cloth of one step", [](Mesh &mesh, const Scene &) { mesh.cloth(1, 0.1f); }, {} },
     };
     return table;
 }
 
 void runRow(benchmark::State &state, Sheet &sheet, const Row &row)
 {
-    const auto run = [&] { row.run(sheet.mesh(), sheet.scene()); };
+    const MeshScene &scene = sheet.scene();
+    Plain plain { scene.position, scene.normal, scene.deltas, scene.basePoints };
+    const auto run = [&] {
+        row.run(sheet.mesh(), scene);
+        sheet.finish();
+    };
     run(); // warm up
     const quint64 before = gpuCounters().dispatches;
-    for (auto _ : state)
-        state.SetIterationTime(sheet.seconds(run));
-    const auto dispatches = double(gpuCounters().dispatches - before);
-    state.counters["kernels"] = dispatches / double(state.iterations());
-    state.counters["vertices"] = double(sheet.mesh().vertexCount());
-    state.SetItemsProcessed(int64_t(dispatches) * sheet.mesh().vertexCount());
+    Paired paired;
+    for (auto _ : state) {
+        paired.turn(run, [&] {
+            if (row.plain)
+                row.plain(scene, plain);
+        });
+        state.SetIterationTime(paired.lastWork());
+    }
+    state.counters["kernels"] =
+        double(gpuCounters().dispatches - before) / double(state.iterations());
+    if (row.plain)
+        paired.report(state);
+    else
+        state.counters["work_ms"] = 1e3 * paired.medianWork();
 }
 } // namespace
 

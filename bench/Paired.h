@@ -16,6 +16,7 @@ public:
         m_yardstick.push_back(seconds(yardstick));
     }
     double lastWork() const { return m_work.back(); }
+    double medianWork() const { return median(m_work); } ///< seconds
 
     void report(benchmark::State &state) const
     {
