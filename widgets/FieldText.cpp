@@ -4,6 +4,17 @@
 
 #include <cmath>
 
+namespace {
+
+QLocale plainLocale()
+{
+    QLocale plain = QLocale::c();
+    plain.setNumberOptions(QLocale::OmitGroupSeparator | QLocale::RejectGroupSeparator);
+    return plain;
+}
+
+} // namespace
+
 float floatFromText(const QString &text)
 {
     bool parsed = false;
@@ -18,9 +29,7 @@ QString textFromFloat(float value) { return QString::number(double(value), 'g', 
 DecimalValidator::DecimalValidator(double bottom, double top, int decimals, QObject *parent)
     : QDoubleValidator(bottom, top, decimals, parent)
 {
-    QLocale plain = QLocale::c();
-    plain.setNumberOptions(QLocale::OmitGroupSeparator | QLocale::RejectGroupSeparator);
-    setLocale(plain);
+    setLocale(plainLocale());
     setNotation(QDoubleValidator::StandardNotation);
 }
 
@@ -28,4 +37,18 @@ QValidator::State DecimalValidator::validate(QString &text, int &position) const
 {
     const State state = QDoubleValidator::validate(text, position);
     return state == Intermediate && text.toDouble() > top() ? Invalid : state;
+}
+
+IntegerValidator::IntegerValidator(QObject *parent)
+    : QIntValidator(parent)
+{
+    setLocale(plainLocale());
+}
+
+QValidator::State IntegerValidator::validate(QString &text, int &position) const
+{
+    const State state = QIntValidator::validate(text, position);
+    bool isNumber = false;
+    static_cast<void>(text.toLongLong(&isNumber));
+    return state == Intermediate && isNumber ? Invalid : state;
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QDoubleValidator>
+#include <QIntValidator>
 #include <QString>
 
 /// How numbers travel through the text of a field: always the C locale, whatever the user's is.
@@ -17,5 +18,13 @@ QString textFromFloat(float value);
 class DecimalValidator : public QDoubleValidator {
 public:
     DecimalValidator(double bottom, double top, int decimals, QObject *parent);
+    State validate(QString &text, int &position) const override;
+};
+
+/// Plain whole numbers in the C locale, without a range of their own. As strict as the above: its
+/// base would let 2147483648 through as something that may still become valid.
+class IntegerValidator : public QIntValidator {
+public:
+    explicit IntegerValidator(QObject *parent);
     State validate(QString &text, int &position) const override;
 };

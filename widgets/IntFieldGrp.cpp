@@ -3,21 +3,15 @@
 #include "widgets/FieldText.h"
 #include "widgets/Log.h"
 
-#include <QIntValidator>
 #include <QLabel>
 #include <QLineEdit>
-#include <QLocale>
 
 IntFieldGrp::IntFieldGrp(const QString &label)
     : m_label(new QLabel(label))
     , m_field(new QLineEdit(QStringLiteral("0")))
 {
-    auto *validator = new QIntValidator(m_field);
-    QLocale plain = QLocale::c();
-    plain.setNumberOptions(QLocale::OmitGroupSeparator | QLocale::RejectGroupSeparator);
-    validator->setLocale(plain);
     m_field->setMaximumWidth(40);
-    m_field->setValidator(validator);
+    m_field->setValidator(new IntegerValidator(m_field));
     // The validator has no range, deliberately; the line marks that negative input gets through.
     qCDebug(lcWidgets).noquote() << "QIntValidator BUG negative numbers";
     addWidget(m_label);

@@ -168,6 +168,7 @@ private slots:
         QTest::newRow("largest") << "2147483647" << std::numeric_limits<int>::max();
         QTest::newRow("smallest") << "-2147483648" << std::numeric_limits<int>::min();
         QTest::newRow("a digit too many is refused") << "21474836470" << 2147483647;
+        QTest::newRow("one too many is refused") << "2147483648" << 214748364;
         QTest::newRow("only a sign") << "-" << 0;
         QTest::newRow("letters are refused") << "1x2" << 12;
         QTest::newRow("no group marks") << "1,000" << 1000;
