@@ -76,6 +76,9 @@ QWidget *MainWindow::buildLeftColumn()
     auto *bySurfaceBox = new QCheckBox(QStringLiteral("by surface"));
     auto *cotangentBox = new QCheckBox(QStringLiteral("cotangent"));
     auto *saveMorph = new QPushButton(QStringLiteral("Save Morph"));
+    bySurfaceBox->setToolTip(QStringLiteral("Brushes reach along the surface, not across gaps"));
+    cotangentBox->setToolTip(QStringLiteral("Clone brush: neighbours weighted by their angles"));
+    saveMorph->setToolTip(QStringLiteral("Make the shown pose the rest pose"));
     connect(bySurfaceBox, &QCheckBox::clicked, this, &MainWindow::toggleBySurface);
     connect(cotangentBox, &QCheckBox::pressed, this, &MainWindow::setCotangent);
     connect(saveMorph, &QPushButton::pressed, this, &MainWindow::saveMorphTarget);

@@ -19,7 +19,9 @@ void MainWindow::showRequestCode()
         m_keyDialog->setMinimumWidth(520);
         auto *code = new QLineEdit(QString::fromLatin1(Licence::requestCode()));
         code->setReadOnly(true);
+        code->setToolTip(QStringLiteral("Send this for a key"));
         m_keyField = new QLineEdit;
+        m_keyField->setToolTip(QStringLiteral("Paste the key, Return checks it"));
         auto *buttons = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Close);
         auto *form = new QFormLayout(m_keyDialog);
         form->addRow(QStringLiteral("Request code:"), code);

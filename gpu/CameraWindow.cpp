@@ -85,6 +85,7 @@ CameraWindow::CameraWindow(QWidget *owner)
     layout->addWidget(Global::auxViewport(), 1);
     layout->addLayout(column);
     createMenu();
+    explainFields();
     connectFields();
     showDefaults();
     resize(960, 600);
@@ -115,6 +116,18 @@ QGroupBox *CameraWindow::createSequenceGroup()
     QGroupBox *group = createGroup(QStringLiteral("Image Sequence"), {});
     group->layout()->addWidget(m_path);
     return group;
+}
+
+void CameraWindow::explainFields()
+{
+    m_fieldOfView->setToolTip(QStringLiteral("Vertical angle of view, degrees"));
+    m_scaleX->setToolTip(QStringLiteral("2 shows the plate half as wide"));
+    m_scaleY->setToolTip(QStringLiteral("2 shows the plate half as high"));
+    m_offsetX->setToolTip(QStringLiteral("Shift across, in widths of the plate"));
+    m_offsetY->setToolTip(QStringLiteral("Shift up, in heights of the plate"));
+    m_depth->setToolTip(QStringLiteral("Distance from the camera; meshes nearer hide the plate"));
+    m_opacity->setToolTip(QStringLiteral("1 is opaque"));
+    m_path->setToolTip(QStringLiteral("An image of the sequence, Return loads all"));
 }
 
 void CameraWindow::connectFields()

@@ -46,6 +46,7 @@ private:
     QGroupBox *createCameraGroup();
     QGroupBox *createPlateGroup();
     QGroupBox *createSequenceGroup();
+    void explainFields();
     void connectFields();
     QPoint firstPosition() const;
     void showDefaults();

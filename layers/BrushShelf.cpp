@@ -13,19 +13,37 @@ namespace {
 struct BrushRow {
     const char *name;
     const char *picture;
+    const char *key; ///< in the view, see ViewportKeys.cpp; null where there is none
+    const char *effect;
 };
 
 // In the order of the brush numbers.
+// clang-format off
 constexpr BrushRow kBrushes[] = {
-    { "clay", "CLAY" },       { "move", "MOVE" },       { "standard", "DEFAULT" },
-    { "crease", "CREASE" },   { "inflate", "INFLATE" }, { "clone", "CLONE" },
-    { "flatten", "FLATTEN" }, { "erase", "ERASE" },     { "mask", "MASK" },
+    { "clay", "CLAY", "Q", "builds up in flat strips, Control digs" },
+    { "move", "MOVE", "W", "drags the surface along" },
+    { "standard", "DEFAULT", nullptr, "raises, Control lowers" },
+    { "crease", "CREASE", "E", "pinches a ridge, with Control a fold" },
+    { "inflate", "INFLATE", "R", "swells along the normals, Control shrinks" },
+    { "clone", "CLONE", "T", "brings back the rest pose's local shape" },
+    { "flatten", "FLATTEN", "Y", "evens out to a plane" },
+    { "erase", "ERASE", nullptr, "takes this layer's sculpting back" },
+    { "mask", "MASK", "U", "paints where a layer acts and where brushes do not, Control wipes" },
 };
+// clang-format on
 static_assert(std::size(kBrushes) == int(BrushType::Mask) + 1, "a button per brush of the shelf");
 
 QString picturePath(const BrushRow &row)
 {
     return QStringLiteral(":/resources/Resources/%1.png").arg(QLatin1String(row.picture));
+}
+
+QString tipOf(const BrushRow &row)
+{
+    QString name = QLatin1String(row.name);
+    if (row.key)
+        name += QStringLiteral(" (%1)").arg(QLatin1String(row.key));
+    return name + QStringLiteral(": ") + QLatin1String(row.effect);
 }
 
 } // namespace
@@ -39,6 +57,7 @@ BrushShelf::BrushShelf()
     for (const BrushRow &brush : kBrushes) {
         auto *button =
             new BrushButton(int(m_buttons.size()), QLatin1String(brush.name), picturePath(brush));
+        button->setToolTip(tipOf(brush));
         row->addLayout(button);
         m_buttons.push_back(button);
         connect(button, &BrushButton::brushChosen, this, &BrushShelf::chooseBrush);

@@ -62,6 +62,31 @@ QString cloneIterationsLabel(LayerKind kind)
     }
 }
 
+QString iterationsTip(LayerKind kind)
+{
+    switch (kind) {
+    case LayerKind::Mush:
+        return QStringLiteral("Smoothing passes before the rest shape comes back; 0 does nothing, "
+                              "hundreds mend a joint");
+    case LayerKind::Cloth:
+        return QStringLiteral("Steps of the cloth in each frame; 0 does nothing");
+    default:
+        return QStringLiteral("Smoothing passes; 0 does nothing");
+    }
+}
+
+QString cloneIterationsTip(LayerKind kind)
+{
+    switch (kind) {
+    case LayerKind::Sculpt:
+        return QStringLiteral("Passes that press the sculpted detail onto the pose, where masked");
+    case LayerKind::Jiggle:
+        return QStringLiteral("Passes that hold the local shape together while it swings");
+    default:
+        return QStringLiteral("Passes that press the rest pose's detail onto the result");
+    }
+}
+
 template <class Group, class Value> void fillSilently(Group *group, Value value)
 {
     const QSignalBlocker silent(group);
@@ -126,6 +151,7 @@ Layer::Layer(LayerKind kind)
     layout->addLayout(createHeader());
     layout->addWidget(m_settingsPanel);
     createPanel();
+    explainFields();
     connectFields();
     arrangeFields();
     select();
@@ -188,6 +214,17 @@ void Layer::arrangeFields()
     m_shownKind = kind;
     m_iterations->setLabel(iterationsLabel(kind));
     m_cloneIterations->setLabel(cloneIterationsLabel(kind));
+    m_iterations->setToolTip(iterationsTip(kind));
+    m_cloneIterations->setToolTip(cloneIterationsTip(kind));
+}
+
+void Layer::explainFields()
+{
+    m_intensity->setToolTip(QStringLiteral("Strength of this layer, times its key"));
+    m_tangent->setToolTip(QStringLiteral("Offsets turn with the surface"));
+    m_damping->setToolTip(QStringLiteral("How soon the swing dies; 1 keeps none"));
+    m_stiffness->setToolTip(QStringLiteral("How hard the animation pulls back; 1 does not swing"));
+    m_asMuscle->setToolTip(QStringLiteral("1 swings along the surface only, as flesh on a muscle"));
 }
 
 void Layer::connectFields()

@@ -57,6 +57,7 @@ private:
     QLayout *createHeader();
     void createPanel();
     void arrangeFields();
+    void explainFields();
     void connectFields();
     void showName();
     void showSelection();

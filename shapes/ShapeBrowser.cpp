@@ -24,6 +24,8 @@ ShapeBrowser::ShapeBrowser(QWidget *parent)
     m_list->setHeaderLabel(QStringLiteral("Shapes"));
     m_list->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Expanding);
     m_list->setMaximumWidth(250);
+    m_list->setToolTip(QStringLiteral("Select to look at, F frames"));
+    m_preview->setToolTip(QStringLiteral("Left tumbles, middle pans, right dollies, F frames"));
     auto *columns = new QHBoxLayout;
     columns->addWidget(m_list, 1);
     columns->addWidget(m_preview, 3);

@@ -26,6 +26,8 @@ RangeSlider::RangeSlider()
     , m_rightSpacer(makeMargin())
     , m_center(std::make_unique<QPushButton>(QStringLiteral("center")))
 {
+    setToolTip(QStringLiteral(
+        "Frames that the ruler shows: drag an end, drag the bar, double click for all"));
     setFixedHeight(kHeight);
     setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Expanding);
     setMouseTracking(true);

@@ -39,6 +39,11 @@ TimeControls::TimeControls()
     m_play->setCheckable(true);
     m_play->setMinimumHeight(30);
 
+    m_min->setToolTip(QStringLiteral("First frame"));
+    m_max->setToolTip(QStringLiteral("Last frame"));
+    m_time->setToolTip(QStringLiteral("Frame shown; Left and Right step"));
+    play->setToolTip(QStringLiteral("Play in a loop, or stop"));
+
     auto *group = new QGroupBox(QStringLiteral("Time"));
     auto *rows = new QVBoxLayout(group);
     rows->addLayout(m_min);

@@ -6,6 +6,7 @@
 #include "layers/LayerFit.h"
 #include "viewport/CompareSplit.h"
 #include "viewport/MeshScope.h"
+#include "viewport/StrengthLabel.h"
 #include "viewport/UIDrawManager.h"
 
 #include <QMouseEvent>
@@ -26,6 +27,19 @@ bool takesStrokes(const Layer *layer)
     return layer && !pointsMadeFor(*layer->data(), Global::mesh()->vertexCount());
 }
 
+QString viewTip(ViewKind kind)
+{
+    const QString camera = kind == ViewKind::Perspective
+        ? QStringLiteral("Alt: left tumbles, middle pans, right dollies; F frames")
+        : QStringLiteral("Alt: middle moves the picture, right zooms it; F resets it");
+    return QStringLiteral("Left paints; Shift smooths, Control inverts\n"
+                          "Middle drag: radius %1; with Shift: strength %2\n"
+                          "Right drag: light; Control and Shift: before and after\n")
+               .arg(Global::brushRadius())
+               .arg(strengthLabel(Global::brushStrength())) +
+        camera;
+}
+
 bool showsOverlay(InteractionMode mode)
 {
     return mode == InteractionMode::BrushRadius || mode == InteractionMode::BrushStrength ||
@@ -36,6 +50,8 @@ bool showsOverlay(InteractionMode mode)
 
 bool Viewport::event(QEvent *event)
 {
+    if (event->type() == QEvent::ToolTip)
+        setToolTip(viewTip(m_kind));
     // Another window takes the keyboard in the middle of a drag: the release may never come here.
     if (m_dragButton != Qt::NoButton && losesRelease(event->type()))
         finishDrag();

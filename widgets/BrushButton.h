@@ -2,6 +2,7 @@
 
 #include <QVBoxLayout>
 
+class QLabel;
 class QToolButton;
 
 /// One brush of the shelf: a picture button over its caption. Chosen on the press, not on the
@@ -16,6 +17,7 @@ public:
     int brush() const { return m_brush; }
     /// Shows the button as the active brush's. Turning one on turns its neighbours off.
     void setActive(bool active);
+    void setToolTip(const QString &tip);
     QToolButton *button() const { return m_button; }
 
 signals:
@@ -26,5 +28,6 @@ public slots:
 
 private:
     QToolButton *m_button;
+    QLabel *m_caption;
     int m_brush;
 };

@@ -24,6 +24,12 @@ void FloatFieldGrp::setValue(float value)
 
 void FloatFieldGrp::setLabel(const QString &label) { m_label->setText(label); }
 
+void FloatFieldGrp::setToolTip(const QString &tip)
+{
+    m_label->setToolTip(tip);
+    m_field->setToolTip(tip);
+}
+
 void FloatFieldGrp::setRange(double minimum, double maximum, int decimals)
 {
     const QValidator *old = m_field->validator();

@@ -16,6 +16,7 @@ public:
 
     void setValue(float value);
     void setLabel(const QString &label);
+    void setToolTip(const QString &tip); ///< of the whole row
     void setRange(double minimum, double maximum, int decimals);
     QLineEdit *field() const { return m_field; }
 

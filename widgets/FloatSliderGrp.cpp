@@ -47,6 +47,13 @@ void FloatSliderGrp::setValue(float value)
 
 void FloatSliderGrp::setLabel(const QString &label) { m_label->setText(label); }
 
+void FloatSliderGrp::setToolTip(const QString &tip)
+{
+    m_label->setToolTip(tip);
+    m_slider->setToolTip(tip);
+    m_field->setToolTip(tip);
+}
+
 void FloatSliderGrp::sliderChanged(int position)
 {
     const float value = float(position) / 100.0f;

@@ -21,6 +21,7 @@ public:
     /// Writes the value, clamped to 0…1, into the field, which does the rest.
     void setValue(float value);
     void setLabel(const QString &label);
+    void setToolTip(const QString &tip); ///< of the whole row
     QLineEdit *field() const { return m_field; }
     QSlider *slider() const { return m_slider; }
 

@@ -31,4 +31,10 @@ void IntFieldGrp::setValue(int value)
 
 void IntFieldGrp::setLabel(const QString &label) { m_label->setText(label); }
 
+void IntFieldGrp::setToolTip(const QString &tip)
+{
+    m_label->setToolTip(tip);
+    m_field->setToolTip(tip);
+}
+
 void IntFieldGrp::fieldChanged(const QString &text) { emit valueChanged(intFromText(text)); }

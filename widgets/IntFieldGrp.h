@@ -15,6 +15,7 @@ public:
 
     void setValue(int value);
     void setLabel(const QString &label);
+    void setToolTip(const QString &tip); ///< of the whole row
     QLineEdit *field() const { return m_field; }
 
 signals:

@@ -17,4 +17,10 @@ void TickBox::setValue(bool on) { m_button->setChecked(on); }
 
 void TickBox::setLabel(const QString &label) { m_label->setText(label); }
 
+void TickBox::setToolTip(const QString &tip)
+{
+    m_label->setToolTip(tip);
+    m_button->setToolTip(tip);
+}
+
 void TickBox::setToggle(bool on) { emit toggled(on); }

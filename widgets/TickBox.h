@@ -16,6 +16,7 @@ public:
 
     void setValue(bool on);
     void setLabel(const QString &label);
+    void setToolTip(const QString &tip); ///< of the whole row
     QRadioButton *button() const { return m_button; }
 
 signals:
