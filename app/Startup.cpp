@@ -2,6 +2,7 @@
 
 #include "app/Global.h"
 #include "app/Licence.h"
+#include "app/ScreenScale.h"
 
 #include <QApplication>
 #include <QFile>
@@ -12,6 +13,7 @@
 void Startup::prepare()
 {
     QCoreApplication::setAttribute(Qt::AA_ShareOpenGLContexts);
+    enableScreenScaling();
     QSurfaceFormat format;
     format.setVersion(4, 3);
     format.setProfile(QSurfaceFormat::CoreProfile);

@@ -3,6 +3,7 @@
 #include "app/Global.h"
 #include "layers/Layer.h"
 #include "widgets/FloatSliderGrp.h"
+#include "widgets/WrapRow.h"
 
 #include <QApplication>
 #include <QPushButton>
@@ -13,9 +14,10 @@
 
 namespace {
 
+constexpr int kMinimumWidth = 240; // the row of buttons breaks
 constexpr int kMaximumWidth = 300;
 constexpr QSize kButtonSize(54, 40);
-// Five buttons with the usual spacing would be wider than the panel.
+// Five buttons with the usual spacing would be wider than the panel may get.
 constexpr int kMargin = 4;
 constexpr int kSpacing = 2;
 
@@ -38,19 +40,20 @@ LayerManager::LayerManager()
     : m_mapper(new QSignalMapper(this))
     , m_envelope(new FloatSliderGrp(QStringLiteral("Envelope: ")))
 {
+    setMinimumWidth(kMinimumWidth);
     setMaximumWidth(kMaximumWidth);
     auto *layout = new QVBoxLayout(this);
     layout->setContentsMargins(kMargin, kMargin, kMargin, kMargin);
     layout->addLayout(createButtons());
+    m_envelope->setToolTip(tr("Strength of all layers together"));
     layout->addLayout(m_envelope);
-    layout->addWidget(createLayerList());
+    layout->addWidget(createLayerList(), 1);
     connect(m_envelope, &FloatSliderGrp::valueChanged, this, &LayerManager::setEnvelope);
 }
 
 QLayout *LayerManager::createButtons()
 {
-    auto *row = new QHBoxLayout;
-    row->setSpacing(kSpacing);
+    auto *row = new WrapRow(kSpacing);
     for (const KindRow &kind : kKinds) {
         auto *button = new QPushButton(layerKindName(kind.kind), this);
         button->setFixedSize(kButtonSize);

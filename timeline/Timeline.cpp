@@ -5,11 +5,14 @@
 #include "layers/Layer.h"
 #include "timeline/TimeControls.h"
 
+#include <QHelpEvent>
 #include <QMouseEvent>
 #include <QPainter>
 #include <QTimer>
 
 #include <algorithm>
+#include <cmath>
+#include <utility>
 
 namespace {
 
@@ -31,6 +34,7 @@ Timeline::Timeline(TimeControls *owner)
 {
     setObjectName(QStringLiteral("Timeline"));
     setFixedHeight(kHeight);
+    setAttribute(Qt::WA_StyledBackground); // else the style sheet's background is not painted
     connect(m_playTimer, &QTimer::timeout, this, &Timeline::timeFoward);
 }
 
@@ -111,6 +115,28 @@ void Timeline::showFrame() const
     TimeControls *controls = m_owner ? m_owner : Global::timeControls();
     if (controls)
         controls->showFrame(m_currentFrame);
+}
+
+bool Timeline::event(QEvent *event)
+{
+    if (event->type() == QEvent::ToolTip)
+        setToolTip(tipAt(static_cast<QHelpEvent *>(event)->pos()));
+    return QWidget::event(event);
+}
+
+QString Timeline::tipAt(const QPoint &position) const
+{
+    const int frame = frameUnder(rulerPoint(position, size(), m_range), m_range);
+    QString here = QStringLiteral("Frame %1").arg(frame);
+    if (Layer *const layer = Global::currentLayer()) {
+        const std::vector<LayerKey> &keys = std::as_const(*layer).data()->keys();
+        const int key = firstKeyAt(keys, frame, m_framesPerSecond);
+        if (key >= 0)
+            here += QStringLiteral(", key %1").arg(double(keys[size_t(key)].value), 0, 'g', 2);
+    }
+    return here +
+        QStringLiteral("\nDrag scrubs, Shift click adds a key, Control click removes one,\n"
+                       "right drag up and down changes one");
 }
 
 void Timeline::mousePressEvent(QMouseEvent *event)
@@ -198,20 +224,25 @@ void Timeline::paintEvent(QPaintEvent *)
     paintKeys(painter);
 }
 
-// Ticks and marker are laid on whole pixels: smoothed between two columns they would look dim.
+// Ticks and marker are laid on whole pixels of the screen, of which a unit may have one and a half:
+// smoothed between two columns they would look dim.
+QRectF Timeline::onScreenPixels(double left, double width) const
+{
+    const double scale = devicePixelRatioF();
+    const double pixels = std::max(std::floor(width * scale), 1.0);
+    return { std::floor(left * scale) / scale, 0.0, pixels / scale, double(height()) };
+}
+
 void Timeline::paintTicks(QPainter &painter) const
 {
-    painter.setPen(QPen(kTickColor, 1));
     for (const int column : tickColumns(width(), m_range))
-        painter.drawLine(QLineF(column + 0.5, 0, column + 0.5, height()));
+        painter.fillRect(onScreenPixels(column, 1), kTickColor);
 }
 
 void Timeline::paintMarker(QPainter &painter) const
 {
     const QRectF marker = markerRect(m_currentFrame, size(), m_range);
-    painter.setPen(QPen(kMarkerColor, 1));
-    painter.setBrush(kMarkerColor);
-    painter.drawRect(marker.adjusted(0.5, 0.5, -0.5, -0.5));
+    painter.fillRect(onScreenPixels(marker.left(), marker.width()), kMarkerColor);
 }
 
 void Timeline::paintKeys(QPainter &painter) const

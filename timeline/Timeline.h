@@ -51,6 +51,7 @@ public slots:
     void timeFoward();
 
 protected:
+    bool event(QEvent *event) override;
     void mousePressEvent(QMouseEvent *event) override;
     void mouseMoveEvent(QMouseEvent *event) override;
     void mouseReleaseEvent(QMouseEvent *event) override;
@@ -66,6 +67,8 @@ private:
     void dragKey(float change);
     std::vector<LayerKey> *pressedKeys() const;
 
+    QString tipAt(const QPoint &position) const;
+    QRectF onScreenPixels(double left, double width) const;
     void paintTicks(QPainter &painter) const;
     void paintMarker(QPainter &painter) const;
     void paintKeys(QPainter &painter) const;

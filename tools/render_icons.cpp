@@ -12,28 +12,43 @@ namespace {
 struct Picture {
     const char *name;
     int size; ///< pixels along each side
+    bool twice = false; ///< beside it one of double density, "@2x", where a style sheet shows it
 };
 
-// The brushes have twice their size on the shelf, so that a screen of double density is sharp and
-// one of single density takes exactly every second pixel's mean.
+// What an icon shows has twice its size in the window, so that a screen of double density is sharp
+// and one of single density takes exactly every second pixel's mean.
 constexpr Picture kPictures[] = {
-    { "CLAY", 80 },    { "MOVE", 80 },       { "DEFAULT", 80 },     { "CREASE", 80 },
-    { "INFLATE", 80 }, { "CLONE", 80 },      { "FLATTEN", 80 },     { "ERASE", 80 },
-    { "MASK", 80 },    { "cameraIcon", 32 }, { "branch-open", 15 }, { "branch-closed", 15 },
-    { "check", 11 },   { "spin-up", 9 },     { "spin-down", 9 },    { "plexmold", 256 },
+    { "CLAY", 80 },
+    { "MOVE", 80 },
+    { "DEFAULT", 80 },
+    { "CREASE", 80 },
+    { "INFLATE", 80 },
+    { "CLONE", 80 },
+    { "FLATTEN", 80 },
+    { "ERASE", 80 },
+    { "MASK", 80 },
+    { "cameraIcon", 32 },
+    { "cameraIconSelected", 32 },
+    { "branch-open", 15, true },
+    { "branch-closed", 15, true },
+    { "check", 11, true },
+    { "spin-up", 9, true },
+    { "spin-down", 9, true },
+    { "plexmold", 256 },
 };
 
-bool render(const QDir &drawings, const QDir &pictures, const Picture &picture)
+bool render(const QDir &drawings, const QDir &pictures, const Picture &picture, int density)
 {
     const QString name = QLatin1String(picture.name);
     QImageReader reader(drawings.filePath(name + QStringLiteral(".svg")));
-    reader.setScaledSize(QSize(picture.size, picture.size));
+    reader.setScaledSize(QSize(picture.size, picture.size) * density);
     const QImage image = reader.read();
     if (image.isNull()) {
         std::fprintf(stderr, "%s: %s\n", picture.name, qPrintable(reader.errorString()));
         return false;
     }
-    return image.save(pictures.filePath(name + QStringLiteral(".png")));
+    const QLatin1String suffix(density == 2 ? "@2x.png" : ".png");
+    return image.save(pictures.filePath(name + suffix));
 }
 
 } // namespace
@@ -50,6 +65,7 @@ int main(int argc, char *argv[])
     const QDir pictures(QString::fromLocal8Bit(argv[2]));
     bool complete = true;
     for (const Picture &picture : kPictures)
-        complete = render(drawings, pictures, picture) && complete;
+        for (int density = 1; density <= (picture.twice ? 2 : 1); ++density)
+            complete = render(drawings, pictures, picture, density) && complete;
     return complete ? 0 : 1;
 }
