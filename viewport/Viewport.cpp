@@ -2,6 +2,7 @@
 
 #include "alembic/AlembicFile.h"
 #include "app/Global.h"
+#include "gpu/DriverNeeds.h"
 #include "gpu/GPUMesh.h"
 #include "gpu/GroundGrid.h"
 #include "gpu/ImagePlane.h"
@@ -11,9 +12,15 @@
 #include "viewport/UIDrawManager.h"
 
 #include <QCursor>
+#include <QGuiApplication>
+#include <QLabel>
 #include <QOpenGLVertexArrayObject>
 #include <QPixmap>
+#include <QTimer>
 #include <QVBoxLayout>
+
+#include <algorithm>
+#include <utility>
 
 namespace {
 
@@ -28,6 +35,18 @@ const char *const kCursorImage[] = {
     "......",
 };
 // clang-format on
+
+/// X11 takes a cursor's picture as it is, in pixels of the screen; elsewhere the density is part of
+/// the picture.
+QCursor brushCursor()
+{
+    const QPixmap image(kCursorImage);
+    const int density = std::max(qRound(qApp->devicePixelRatio()), 1);
+    QPixmap drawn = image.scaled(image.size() * density);
+    if (QGuiApplication::platformName() != QLatin1String("xcb"))
+        drawn.setDevicePixelRatio(density);
+    return QCursor(drawn);
+}
 
 QMatrix4x4 mirrorTransform()
 {
@@ -47,7 +66,7 @@ Viewport::Viewport(QWidget *parent, ViewKind kind)
     auto *layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->addWidget(m_overlay);
-    setCursor(QCursor(QPixmap(kCursorImage)));
+    setCursor(brushCursor());
     setMouseTracking(true);
     setFocusPolicy(Qt::StrongFocus);
     setMinimumSize(400, 400);
@@ -96,8 +115,11 @@ void Viewport::initializeGL()
 {
     // Runs again when the view moves to another window, with a new context.
     m_initialized = false;
+    const QString unmet = unmetNeed(driverOffer());
+    tell(unmet, false);
     if (!initializeOpenGLFunctions()) {
         qCDebug(lcViewport).noquote() << "failed to initialize OpenGL functions";
+        tell(unmet, true);
         return;
     }
     const auto *version = reinterpret_cast<const char *>(glGetString(GL_VERSION));
@@ -112,6 +134,36 @@ void Viewport::initializeGL()
     glEnable(GL_CULL_FACE);
     glCullFace(GL_BACK);
     m_initialized = true;
+}
+
+void Viewport::showEvent(QShowEvent *event)
+{
+    QOpenGLWidget::showEvent(event);
+    QTimer::singleShot(0, this, [this] {
+        if (!isValid()) // no context was made, so nobody has told
+            tell(unmetNeed({}), true);
+    });
+}
+
+// In place of a picture, or below one that can only be looked at.
+void Viewport::tell(const QString &sentence, bool noPicture)
+{
+    if (sentence.isEmpty()) {
+        delete std::exchange(m_notice, nullptr);
+        return;
+    }
+    if (!m_notice) {
+        m_notice = new QLabel(this);
+        m_notice->setObjectName(QStringLiteral("notice"));
+        m_notice->setAlignment(Qt::AlignCenter);
+        m_notice->setWordWrap(true);
+        layout()->addWidget(m_notice);
+        m_notice->show();
+    }
+    m_notice->setText(sentence);
+    m_overlay->setVisible(!noPicture);
+    m_notice->setSizePolicy(QSizePolicy::Preferred,
+                            noPicture ? QSizePolicy::Expanding : QSizePolicy::Maximum);
 }
 
 void Viewport::resizeGL(int width, int height)

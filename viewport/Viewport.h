@@ -15,6 +15,7 @@
 #include <optional>
 
 class GroundGrid;
+class QLabel;
 class QOpenGLVertexArrayObject;
 class UIDrawManager;
 struct CameraRecord;
@@ -27,7 +28,7 @@ enum class ViewKind : int { Perspective = 0, Camera = 1 };
 /// One OpenGL view of the mesh, the ground grid and the plate, and the artist's hand in it: camera
 /// drags, brush strokes, light, before/after wipe, keys. Draws only in paintGL(); pictures are
 /// asked for through Global. Pixel positions of strokes and cameras count from the bottom. Without
-/// OpenGL 4.3 the view stays blank and everything else works.
+/// OpenGL 4.3 the view says so in place of a picture and everything else works.
 class Viewport : public QOpenGLWidget, protected QOpenGLFunctions_4_3_Core {
     Q_OBJECT
 
@@ -69,6 +70,7 @@ protected:
     void resizeGL(int width, int height) override;
     void paintGL() override;
     bool event(QEvent *event) override;
+    void showEvent(QShowEvent *event) override;
     void mousePressEvent(QMouseEvent *event) override;
     /// A move without any button held ends a drag whose release never came.
     void mouseMoveEvent(QMouseEvent *event) override;
@@ -79,6 +81,8 @@ protected:
 
 private:
     // Viewport.cpp
+
+    void tell(const QString &sentence, bool noPicture);
     void drawMesh(const CameraMatrices &matrices);
     void drawImagePlane(const CameraRecord &camera, const CameraMatrices &matrices);
     std::optional<CameraRecord> sceneCamera() const;
@@ -118,6 +122,7 @@ private:
     const ViewKind m_kind;
     bool m_wireframe = false; ///< flipped by Shift+F
     UIDrawManager *m_overlay;
+    QLabel *m_notice = nullptr; ///< over the picture, while a need of ours is not met
 
     Qt::MouseButton m_dragButton = Qt::NoButton; ///< NoButton: no drag that a release would end
     int m_savedBrush = 0; ///< what the release restores
