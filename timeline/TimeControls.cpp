@@ -42,7 +42,7 @@ TimeControls::TimeControls()
     m_min->setToolTip(QStringLiteral("First frame"));
     m_max->setToolTip(QStringLiteral("Last frame"));
     m_time->setToolTip(QStringLiteral("Frame shown; Left and Right step"));
-    play->setToolTip(QStringLiteral("Play in a loop, or stop"));
+    m_play->setToolTip(QStringLiteral("Play in a loop, or stop"));
 
     auto *group = new QGroupBox(QStringLiteral("Time"));
     auto *rows = new QVBoxLayout(group);
