@@ -12,26 +12,24 @@
 
 namespace {
 
-ShaderStage kernel(const char *name, const QByteArray &defines = {})
-{
-    return { QOpenGLShader::Compute,
-             QLatin1String(":/computeShaders/ComputeShaders/") + QLatin1String(name), defines };
-}
-
-std::vector<ShaderStage> drawProgram(const char *vertex, const char *fragment)
-{
-    const QString folder = QStringLiteral(":/drawShaders/DrawShaders/");
-    return { { QOpenGLShader::Vertex, folder + QLatin1String(vertex), {} },
-             { QOpenGLShader::Fragment, folder + QLatin1String(fragment), {} } };
-}
-
 /// In the order of GPUMesh::Program.
-std::vector<std::vector<ShaderStage>> programTable()
+std::vector<std::vector<ShaderStage>> programTable(const QString &root)
 {
+    const auto kernel = [&root](const char *name, const QByteArray &defines = {}) {
+        const QString folder = root + QStringLiteral("/computeShaders/ComputeShaders/");
+        return ShaderStage { QOpenGLShader::Compute, folder + QLatin1String(name), defines };
+    };
+    const auto drawn = [&root](const char *vertex, const char *fragment) {
+        const QString folder = root + QStringLiteral("/drawShaders/DrawShaders/");
+        return std::vector<ShaderStage> {
+            { QOpenGLShader::Vertex, folder + QLatin1String(vertex), {} },
+            { QOpenGLShader::Fragment, folder + QLatin1String(fragment), {} }
+        };
+    };
     return {
-        drawProgram("vertex.glsl", "fragment.glsl"),
-        drawProgram("compare_vertex.glsl", "compare_fragment.glsl"),
-        drawProgram("vertexWire.glsl", "fragmentWire.glsl"),
+        drawn("vertex.glsl", "fragment.glsl"),
+        drawn("compare_vertex.glsl", "compare_fragment.glsl"),
+        drawn("vertexWire.glsl", "fragmentWire.glsl"),
         { kernel("vertexNormals.glsl") },
         { kernel("closestIntersection.glsl") },
         { kernel("areaCompute.glsl") },
@@ -66,7 +64,10 @@ std::unique_ptr<QOpenGLTexture> loadAlpha(const QString &path)
 
 } // namespace
 
-GPUMesh::GPUMesh() = default;
+GPUMesh::GPUMesh(const QString &shaderRoot)
+    : m_shaderRoot(shaderRoot)
+{
+}
 
 GPUMesh::~GPUMesh()
 {
@@ -96,12 +97,10 @@ bool GPUMesh::initialize()
         qCDebug(lcGpu).noquote() << "failed to initialize OpenGL functions for GPUMesh";
         return false;
     }
+    buildPrograms(); // before the driver is listened to: what fails is said already
     startDebugLog();
     m_clayAlpha = loadAlpha(QStringLiteral(":/alphas2d/Alphas/alphas2d/square.png"));
     m_creaseAlpha = loadAlpha(QStringLiteral(":/alphas2d/Alphas/alphas2d/dot.png"));
-    m_failed = !buildPrograms();
-    if (m_failed)
-        return false;
     createBuffers();
     m_initialized = true;
     return true;
@@ -117,16 +116,15 @@ void GPUMesh::startDebugLog()
     m_logger->enableMessages();
 }
 
-bool GPUMesh::buildPrograms()
+void GPUMesh::buildPrograms()
 {
-    const std::vector<std::vector<ShaderStage>> table = programTable();
+    const std::vector<std::vector<ShaderStage>> table = programTable(m_shaderRoot);
     Q_ASSERT(table.size() == m_programs.size());
     for (size_t i = 0; i < m_programs.size(); ++i) {
         m_programs[i] = std::make_unique<ShaderProgram>();
         if (!m_programs[i]->build(table[i]))
-            return false;
+            m_programs[i].reset(); // takes only its own feature away
     }
-    return true;
 }
 
 void GPUMesh::createBuffers()
@@ -256,6 +254,8 @@ void GPUMesh::copyBuffer(const QString &source, const QString &target)
     glBindBuffer(GL_COPY_WRITE_BUFFER, 0);
     ++gpuCounters().copies;
 }
+
+bool GPUMesh::ready(Program which) { return initialize() && m_programs[size_t(which)]; }
 
 ShaderProgram &GPUMesh::program(Program which) { return *m_programs[size_t(which)]; }
 

@@ -39,7 +39,8 @@ struct MeshDrawOptions {
 /// the whole run; an import resizes its buffers.
 ///
 /// Every operation needs a context of the share group current and first makes sure that
-/// initialize() has run; without OpenGL 4.3 each is a no-op. Buffers and programs serve every
+/// initialize() has run; without OpenGL 4.3 each is a no-op, and so is one whose own program could
+/// not be built. Buffers and programs serve every
 /// shared context; vertex arrays are the views' own business. Each dispatch is followed by the
 /// storage barrier (with the buffer-update bit, which copies and read-backs need). Positions are
 /// world space.
@@ -47,7 +48,8 @@ class GPUMesh : public QObject, protected QOpenGLFunctions_4_3_Core {
     Q_OBJECT
 
 public:
-    GPUMesh();
+    /// `shaderRoot`: where the folders of draw and compute shaders lie, a folder or ":".
+    explicit GPUMesh(const QString &shaderRoot = QStringLiteral(":"));
     ~GPUMesh() override;
 
     bool initialize();
@@ -172,10 +174,12 @@ private:
     };
 
     void startDebugLog();
-    bool buildPrograms();
+    void buildPrograms();
     void createBuffers();
     int itemsOf(ItemCount count) const;
 
+    /// Whether a pass of that program can run.
+    bool ready(Program which);
     ShaderProgram &program(Program which);
     static Program sculptProgram(BrushType brush);
     /// The one place that dispatches: the bound program over `groups` work groups of the sixteen
@@ -189,6 +193,7 @@ private:
     void drawTriangles(Program which, const MeshDrawOptions &options);
     void drawEdges(const QMatrix4x4 &modelViewProjection);
 
+    const QString m_shaderRoot;
     bool m_initialized = false;
     bool m_failed = false;
     const Topology *m_topology = nullptr;
@@ -199,7 +204,7 @@ private:
     std::optional<double> m_readSeconds; ///< where m_lastGoodPoints were read last
     std::array<GLBuffer, 16> m_buffers;
     CardArrays m_cardArrays;
-    std::array<std::unique_ptr<ShaderProgram>, size_t(Program::Count)> m_programs;
+    std::array<std::unique_ptr<ShaderProgram>, size_t(Program::Count)> m_programs; ///< or null
     std::unique_ptr<QOpenGLTexture> m_clayAlpha;
     std::unique_ptr<QOpenGLTexture> m_creaseAlpha;
     std::unique_ptr<QOpenGLDebugLogger> m_logger;

@@ -23,7 +23,7 @@ int passCount(int asked)
 
 void GPUMesh::updateNormals()
 {
-    if (!initialize())
+    if (!ready(Program::VertexNormals))
         return;
     ProgramScope kernel(program(Program::VertexNormals));
     dispatchItems(m_vertexCount);
@@ -31,7 +31,7 @@ void GPUMesh::updateNormals()
 
 void GPUMesh::addDeltas(bool tangent, float intensity, int cloneIterations, float cloneIntensity)
 {
-    if (!initialize())
+    if (!ready(Program::AddDeltas))
         return;
     copyBuffer(Semantic::kPosition, Semantic::kBackupPoints);
     {
@@ -45,7 +45,7 @@ void GPUMesh::addDeltas(bool tangent, float intensity, int cloneIterations, floa
 
 void GPUMesh::clone(int iterations, float intensity, bool tangent)
 {
-    if (!initialize())
+    if (!ready(Program::Clone))
         return;
     ProgramScope kernel(program(Program::Clone));
     kernel.set("intensity", intensity);
@@ -58,7 +58,7 @@ void GPUMesh::clone(int iterations, float intensity, bool tangent)
 
 void GPUMesh::relax(int iterations, float intensity, bool useMask, bool cotangent)
 {
-    if (!initialize())
+    if (!ready(Program::Relax))
         return;
     ProgramScope kernel(program(Program::Relax));
     kernel.set("Intensity", intensity);
@@ -75,7 +75,7 @@ void GPUMesh::mush(int iterations, int cloneIterations, float envelope,
 {
     const auto count = size_t(m_vertexCount);
     if (iterations <= 0 || basePoints.size() != count || offsetPoints.size() != count ||
-        !initialize())
+        !ready(Program::Relax) || !ready(Program::Mush))
         return;
     copyBuffer(Semantic::kPosition, Semantic::kDeltas); // the pose before
     relax(iterations, 1.0f, false, false);
@@ -100,7 +100,7 @@ void GPUMesh::mush(int iterations, int cloneIterations, float envelope,
 void GPUMesh::jiggle(float intensity, float damping, float stiffness, float asMuscle,
                      int cloneIterations)
 {
-    if (!initialize())
+    if (!ready(Program::Jiggle))
         return;
     {
         ProgramScope kernel(program(Program::Jiggle));
@@ -115,7 +115,7 @@ void GPUMesh::jiggle(float intensity, float damping, float stiffness, float asMu
 
 void GPUMesh::cloth(int steps, float intensity)
 {
-    if (steps < 0 || !initialize())
+    if (steps < 0 || !ready(Program::Cloth))
         return;
     if (int(m_restPoints.size()) != m_vertexCount) {
         qCDebug(lcGpu).noquote() << "the rest pose does not fit the mesh, cloth is not run";

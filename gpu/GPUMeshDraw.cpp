@@ -12,13 +12,14 @@ void GPUMesh::draw(const MeshDrawOptions &options)
     bind();
     // On every draw: which index buffer is bound belongs to the view's vertex array.
     uploadIndices(m_triangleIndexBuffer, m_topology->triangles());
-    if (CompareSplit::isOn(options.compareSplit)) {
+    if (CompareSplit::isOn(options.compareSplit) && ready(Program::Compare)) {
         qCDebug(lcGpu) << options.compareSplit;
         drawTriangles(Program::Compare, options);
         return;
     }
-    drawTriangles(Program::Draw, options);
-    if (options.wireframe)
+    if (ready(Program::Draw))
+        drawTriangles(Program::Draw, options);
+    if (options.wireframe && ready(Program::Wire))
         drawEdges(options.projection * options.modelView);
 }
 

@@ -9,7 +9,7 @@
 void GPUMesh::closestIntersection(const QVector3D &nearPoint, const QVector3D &farPoint,
                                   bool ignoreBackface, BrushData *readBack)
 {
-    if (!initialize())
+    if (!ready(Program::ClosestIntersection))
         return;
     {
         ProgramScope scope(program(Program::ClosestIntersection));
@@ -27,7 +27,7 @@ void GPUMesh::closestIntersection(const QVector3D &nearPoint, const QVector3D &f
 
 void GPUMesh::pickVertices(float radius)
 {
-    if (!initialize())
+    if (!ready(Program::Picking))
         return;
     ProgramScope scope(program(Program::Picking));
     scope.set("brushRadiusSquared", radius * radius);
@@ -57,7 +57,7 @@ void GPUMesh::pickVerticesBySurface(float radius, const PointArray &positions)
 
 void GPUMesh::computeArea(float radius)
 {
-    if (!initialize())
+    if (!ready(Program::AreaCompute))
         return;
     ProgramScope scope(program(Program::AreaCompute));
     scope.set("brushRadiusSquared", radius * radius);
@@ -91,7 +91,7 @@ GPUMesh::Program GPUMesh::sculptProgram(BrushType brush)
 
 void GPUMesh::sculpt(const BrushSettings &brush, const QVector3D &moveVector)
 {
-    if (brush.type == BrushType::None || !initialize())
+    if (brush.type == BrushType::None || !ready(sculptProgram(brush.type)))
         return;
     QOpenGLTexture *alpha = brush.type == BrushType::Clay ? m_clayAlpha.get()
         : brush.type == BrushType::Crease                 ? m_creaseAlpha.get()

@@ -3,7 +3,28 @@
 #include "gpu/Log.h"
 #include "gpu/ShaderSource.h"
 
+#include <QOpenGLContext>
+#include <QOpenGLFunctions>
+
 #include <algorithm>
+
+// Compiled and linked by plain calls: Qt's own write the whole joined source into the log of
+// whoever runs the program when a stage fails.
+namespace {
+
+GLenum glStage(QOpenGLShader::ShaderType type)
+{
+    return type == QOpenGLShader::Vertex  ? GL_VERTEX_SHADER
+        : type == QOpenGLShader::Fragment ? GL_FRAGMENT_SHADER
+                                          : GL_COMPUTE_SHADER;
+}
+
+QString firstLine(const char *log)
+{
+    return QString::fromLocal8Bit(log).trimmed().section(QLatin1Char('\n'), 0, 0);
+}
+
+} // namespace
 
 std::vector<ShaderStage> drawStages(const QString &name)
 {
@@ -14,14 +35,14 @@ std::vector<ShaderStage> drawStages(const QString &name)
 
 bool ShaderProgram::build(const std::vector<ShaderStage> &stages)
 {
+    if (!m_program.create())
+        return false;
     for (const ShaderStage &stage : stages) {
         if (!addStage(stage))
             return false;
     }
-    if (!m_program.link()) {
-        qCDebug(lcGpu).noquote() << "can't link" << stages.front().path << m_program.log();
+    if (!link(stages.front().path))
         return false;
-    }
     for (Uniform &uniform : m_uniforms)
         uniform.location = m_program.uniformLocation(uniform.name.constData());
     return true;
@@ -34,13 +55,38 @@ bool ShaderProgram::addStage(const ShaderStage &stage)
         qCDebug(lcGpu).noquote() << source.error;
         return false;
     }
-    if (!m_program.addShaderFromSourceCode(stage.type, source.text)) {
-        qCDebug(lcGpu).noquote() << "can't compile" << stage.path << m_program.log()
+    QOpenGLFunctions &gl = *QOpenGLContext::currentContext()->functions();
+    const GLuint shader = gl.glCreateShader(glStage(stage.type));
+    const char *text = source.text.constData();
+    gl.glShaderSource(shader, 1, &text, nullptr);
+    gl.glCompileShader(shader);
+    GLint compiled = 0;
+    gl.glGetShaderiv(shader, GL_COMPILE_STATUS, &compiled);
+    if (compiled) {
+        gl.glAttachShader(m_program.programId(), shader);
+        declareUniforms(source.text);
+    } else {
+        char log[512] = "";
+        gl.glGetShaderInfoLog(shader, sizeof log, nullptr, log);
+        qCDebug(lcGpu).noquote() << "can't compile" << stage.path << firstLine(log)
                                  << source.files.join(QLatin1Char(' '));
-        return false;
     }
-    declareUniforms(source.text);
-    return true;
+    gl.glDeleteShader(shader); // the program keeps it
+    return compiled;
+}
+
+bool ShaderProgram::link(const QString &name)
+{
+    QOpenGLFunctions &gl = *QOpenGLContext::currentContext()->functions();
+    gl.glLinkProgram(m_program.programId());
+    GLint linked = 0;
+    gl.glGetProgramiv(m_program.programId(), GL_LINK_STATUS, &linked);
+    if (linked)
+        return m_program.link(); // takes over what stands
+    char log[512] = "";
+    gl.glGetProgramInfoLog(m_program.programId(), sizeof log, nullptr, log);
+    qCDebug(lcGpu).noquote() << "can't link" << name << firstLine(log);
+    return false;
 }
 
 // "uniform float intensity;": the name is the last word. The text is asked, not the driver, which

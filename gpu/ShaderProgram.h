@@ -22,8 +22,8 @@ std::vector<ShaderStage> drawStages(const QString &name);
 /// ProgramScope.
 class ShaderProgram {
 public:
-    /// False, and one debug line with the driver's log, when a file is missing or does not compile
-    /// or link; the log's file numbers count the files listed behind it.
+    /// False, and one debug line with the first of the driver's log, when a file is missing or does
+    /// not compile or link; the driver's file numbers count the files listed behind it.
     bool build(const std::vector<ShaderStage> &stages);
 
 private:
@@ -34,6 +34,7 @@ private:
     };
 
     bool addStage(const ShaderStage &stage);
+    bool link(const QString &name);
     void declareUniforms(const QByteArray &source);
     int location(const char *uniform) const;
 

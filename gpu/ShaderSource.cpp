@@ -60,7 +60,7 @@ private:
         if (!name.isEmpty())
             return include(m_folder + QLatin1Char('/') + name, lineNumber, file);
         m_source.text += line + '\n';
-        // Qt puts lines of its own behind #version, and its #line there is one short.
+        // Nothing but comments may stand before #version, so the defines go behind it.
         if (line.trimmed().startsWith("#version"))
             m_source.text += m_defines + lineDirective(lineNumber + 1, file);
         return true;
