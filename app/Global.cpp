@@ -168,6 +168,7 @@ void Global::addLayer(int type)
     auto *layer = new Layer(LayerKind(type));
     seedPoints(*layer->data());
     layer->data()->keys().push_back({ s_timeline->currentSeconds(), 1.0f, true });
+    layer->showFit(); // it was made with its arrays still empty
     appendLayer(layer);
     s_timeline->update();
 }

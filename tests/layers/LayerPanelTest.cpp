@@ -232,6 +232,7 @@ void LayerPanelTest::aNameClickSelects()
     Layer *masked = addLayer(LayerKind::Mush);
     Layer *odd = addLayer(LayerKind::Relax);
     Layer *plain = addLayer(LayerKind::Sculpt);
+    QCOMPARE(nameLabel(plain)->styleSheet(), QString()); // it fits, so it is not greyed
     masked->data()->setMask(std::vector<float>(zeros().size(), 0.25f));
     odd->data()->setMask({ 1.0f, 2.0f }); // fits no mesh
     const std::vector<std::pair<Layer *, std::vector<float>>> expected {
