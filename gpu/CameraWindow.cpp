@@ -184,7 +184,9 @@ QPoint CameraWindow::firstPosition() const
     const auto *shelf = owner ? owner->findChild<BrushShelf *>() : nullptr;
     if (!shelf)
         return pos();
-    const int below = shelf->mapToGlobal(shelf->rect().bottomLeft()).y() + 1;
+    // The system may put this window's title bar above the place: it has not been shown yet.
+    const int titleBar = owner->geometry().top() - owner->frameGeometry().top();
+    const int below = shelf->mapToGlobal(shelf->rect().bottomLeft()).y() + 1 + titleBar;
     return besideOwner(size(), owner->frameGeometry(), below, owner->screen()->availableGeometry());
 }
 

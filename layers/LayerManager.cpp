@@ -90,6 +90,10 @@ void LayerManager::reveal(Layer *layer)
     QTimer::singleShot(delay, layer, [this, layer] {
         if (layer != Global::currentLayer())
             return;
+        // A layer that was just added has its place only after this.
+        layer->show();
+        m_layerListLayout->activate();
+        QCoreApplication::sendPostedEvents(m_layerList->widget(), QEvent::LayoutRequest);
         const QRect place = layer->geometry();
         m_layerList->ensureVisible(0, place.bottom(), 0, 0);
         m_layerList->ensureVisible(0, place.top(), 0, 0); // its head, where not all of it fits

@@ -222,10 +222,11 @@ void WindowTest::newSceneAsks()
 
 void WindowTest::keysAndWheelReachTheWork()
 {
-    for (int i = 0; i < 9; ++i)
-        m_app.global().addLayer(int(LayerKind::Sculpt));
-    Layer *layer = Global::layers().back();
-    QTRY_COMPARE(layer->visibleRegion(), QRegion(layer->rect())); // the list shows what was added
+    Layer *layer = nullptr;
+    for (int i = 0; i < 9; ++i) { // the list shows each that is added
+        layer = PanelHands::addLayer(LayerKind::Sculpt);
+        QTRY_COMPARE(layer->visibleRegion(), QRegion(layer->rect()));
+    }
     layer = Global::layers().front();
     layer->select();
     QTRY_COMPARE(layer->visibleRegion(), QRegion(layer->rect()));
