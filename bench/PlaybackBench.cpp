@@ -6,7 +6,7 @@
 // the program goes ahead). Not timed: writing, importing, the first frames.
 
 #include "layers/Layer.h"
-#include "support/AppFixture.h"
+#include "tools/RunningProgram.h"
 #include "support/Archives.h"
 #include "timeline/Timeline.h"
 #include "viewport/MeshScope.h"
@@ -140,7 +140,7 @@ int main(int argc, char *argv[])
     benchmark::Initialize(&argc, argv);
     Startup::prepare();
     QApplication application(argc, argv);
-    AppFixture program;
+    RunningProgram program;
     if (!program.hasGL()) {
         std::puts("no OpenGL 4.3 context");
         return 0;

@@ -8,7 +8,7 @@
 
 #include "Paired.h"
 #include "layers/SparsePoints.h"
-#include "viewport/Stage.h"
+#include "support/Stage.h"
 
 #include <QLoggingCategory>
 #include <QMouseEvent>

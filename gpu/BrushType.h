@@ -1,6 +1,6 @@
 #pragma once
 
-/// What a dab does. The numbers are the sculpt kernel's (common/brushes.glsl, compared by a test),
+/// What a dab does. The numbers are the sculpt kernel's (common/brushes.glsl; the compiler compares),
 /// the shelf's and `Global::currentBrush()`'s.
 enum class BrushType : int {
     Clay = 0,

@@ -5,7 +5,7 @@
 #include <array>
 
 /// The sixteen storage buffers. A row's index is its binding point in every kernel
-/// (shaders/computeShaders/common/bindings.glsl, compared by a test).
+/// (shaders/computeShaders/common/bindings.glsl; the compiler compares).
 namespace Semantic {
 /// The constructor from a plain text is a constant expression for one of our compilers only.
 template <int Size> constexpr QLatin1String literal(const char (&text)[Size])
@@ -64,5 +64,10 @@ int elementSize(ElementType element);
 /// still dispatches once, so no pass needs a special case for it.
 constexpr int groupCount(int items) { return items / kGroupSize + 1; }
 
-/// Groups of a reduction's second pass: ceil(n / 2^20) in real arithmetic.
-int secondPassGroupCount(int items);
+/// Groups of a reduction's second pass: ceil(n / 2^20). In integers: a float no longer holds every
+/// count above 2^24, and one item lost there is a triangle that cannot be picked.
+constexpr int secondPassGroupCount(int items)
+{
+    constexpr long long kPerGroup = 1LL * kGroupSize * kGroupSize;
+    return int((items + kPerGroup - 1) / kPerGroup);
+}

@@ -6,8 +6,8 @@
 #include "gpu/CameraWindow.h"
 #include "layers/Layer.h"
 #include "layers/LayerManager.h"
-#include "support/Driver.h"
 #include "timeline/Timeline.h"
+#include "tools/Driver.h"
 #include "viewport/Viewport.h"
 
 #include <QSignalMapper>

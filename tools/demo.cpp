@@ -1,8 +1,8 @@
 // Drives the program's own windows down the main road, as a person would, and leaves a picture of
 // every station: demo ARCHIVE FOLDER. Exit status 1 when a station fails.
 
-#include "support/AppFixture.h"
-#include "support/Road.h"
+#include "tools/Road.h"
+#include "tools/RunningProgram.h"
 
 #include <QDir>
 
@@ -51,7 +51,7 @@ int main(int argc, char *argv[])
     }
     Startup::prepare();
     QApplication application(argc, argv);
-    const AppFixture app;
+    const RunningProgram app;
     if (!app.hasGL()) {
         std::fprintf(stderr, "demo: the view has no OpenGL 4.3 context\n");
         return 1;

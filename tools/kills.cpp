@@ -6,8 +6,8 @@
 
 #include "app/Recovery.h"
 #include "app/SceneStream.h"
-#include "support/AppFixture.h"
 #include "tools/RandomHands.h"
+#include "tools/RunningProgram.h"
 
 #include <QDateTime>
 #include <QDir>
@@ -30,7 +30,7 @@ int workUntilKilled(const QString &archive, const QString &folder, const QString
                     quint32 seed)
 {
     QLoggingCategory::setFilterRules(QStringLiteral("plexmold.*.debug=false"));
-    const AppFixture app;
+    const RunningProgram app;
     Recovery recovery(folder);
     recovery.start(*Global::mainWindow());
     RandomHands hands(archive, folder + QStringLiteral("/work.pxm"), seed);

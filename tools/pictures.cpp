@@ -1,8 +1,12 @@
 // Takes the documentation's pictures of the whole window: pictures ARCHIVE FOLDER. The archive is
-// imported, a layer of each kind added and keyed, a bump sculpted and a mask painted, all by hand.
+// imported, a layer of each kind added and keyed, a bump sculpted and a mask painted, all by hand;
+// then the sample's elbow without and with a Mush layer.
 
-#include "support/AppFixture.h"
-#include "support/Road.h"
+#include "layers/Topology.h"
+#include "tools/Road.h"
+#include "tools/RunningProgram.h"
+
+#include <QSignalMapper>
 
 #include <cstdio>
 
@@ -39,6 +43,26 @@ void takePicture(const QSize &size, const QString &path)
                 size.height(), taken.width(), taken.height());
 }
 
+/// The bent arm as animated, and with a Mush layer whose mask covers the arm, the first mesh.
+void takeElbowPictures(Road &road, const QString &folder)
+{
+    Global::clearScene();
+    road.importArchive();
+    Global::timeline()->setCurrentFrame(30);
+    const auto take = [&folder](const char *name) {
+        Global::viewport()->camera().frameBox({ -3.5f, 2.5f, -1.5f }, { 1.5f, 6.5f, 1.5f });
+        QApplication::processEvents();
+        Global::viewport()->grabFramebuffer().save(folder + QLatin1String(name));
+    };
+    take("/elbow-collapsed.png");
+    emit Global::layerManager()->mapper()->mappedInt(int(LayerKind::Mush));
+    std::vector<float> mask(size_t(Global::mesh()->vertexCount()), 0.0f);
+    std::fill_n(mask.begin(), Global::topology()->meshes().front().vertexCount, 1.0f);
+    Global::currentLayer()->data()->setMask(std::move(mask));
+    Global::currentLayer()->setIterations(400);
+    take("/elbow-with-mush.png");
+}
+
 } // namespace
 
 int main(int argc, char *argv[])
@@ -49,7 +73,7 @@ int main(int argc, char *argv[])
     }
     Startup::prepare();
     QApplication application(argc, argv);
-    const AppFixture app;
+    const RunningProgram app;
     if (!app.hasGL()) {
         std::fprintf(stderr, "pictures: the view has no OpenGL 4.3 context\n");
         return 1;
@@ -77,5 +101,7 @@ int main(int argc, char *argv[])
     takePicture(QSize(800, 600), folder + QStringLiteral("/window-small.png"));
     takePicture(QSize(1920, 1080), folder + QStringLiteral("/window-large.png"));
     takePicture(QSize(1280, 800), folder + QStringLiteral("/window.png"));
+    Global::mainWindow()->resize(1400, 900);
+    takeElbowPictures(road, folder);
     return 0;
 }

@@ -1,8 +1,6 @@
 #include "app/Recovery.h"
 #include "app/SceneStream.h"
-#include "layers/Layer.h"
-#include "support/AppFixture.h"
-#include "support/Driver.h"
+#include "support/Stage.h"
 
 #include <QDir>
 #include <QProcess>
@@ -20,13 +18,13 @@ private:
     QStringList files() const { return QDir(m_folder.path()).entryList(QDir::Files); }
     QString path(const char *name) const { return m_folder.filePath(QLatin1String(name)); }
 
-    AppFixture m_app;
+    RunningProgram m_app;
     QTemporaryDir m_folder;
 };
 
 void RecoveryTest::followsTheScene()
 {
-    SKIP_WITHOUT_GL(m_app);
+    NEEDS_GL(m_app.hasGL());
     const auto intensityIn = [](const QString &scene) {
         const SceneContent content = readScene(scene);
         return content.layers.empty() ? -1.0f : content.layers.front()->intensity();

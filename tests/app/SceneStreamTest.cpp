@@ -1,15 +1,18 @@
 #include "app/SceneFile.h"
-#include "support/RawLayer.h"
+#include "support/SceneLayout.h"
 
 #include <QDataStream>
-#include <QProcess>
 #include <QTemporaryDir>
 #include <QtTest>
 
 #include <cfloat>
+#include <csignal>
 #include <cstdlib>
 #include <random>
+#include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 namespace {
 
@@ -30,8 +33,9 @@ void operator delete(void *memory, std::size_t) noexcept { std::free(memory); }
 
 namespace {
 
-constexpr double kInfinity = std::numeric_limits<double>::infinity();
-const double kNaN = std::bit_cast<double>(quint64(0xFFF8000020000000)); // sign and payload
+const QString kArchive = QStringLiteral("/caches/\u0440\u0443\u043a\u0430 arm.abc");
+const float kInfinity = std::numeric_limits<float>::infinity();
+const float kNaN = std::bit_cast<float>(quint32(0xFFC00001)); // sign and payload
 
 QByteArray fileBytes(const QString &path)
 {
@@ -45,62 +49,57 @@ void writeBytes(const QString &path, const QByteArray &bytes)
     QVERIFY(file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size());
 }
 
-/// One layer of every kind, with what is awkward spread over them.
-RawScene awkwardScene()
+/// One layer of every kind, with what is awkward spread over them. The points' w is not stored.
+std::vector<LayerData> awkwardLayers()
 {
-    RawScene scene;
-    scene.alembicPath = QStringLiteral("/caches/\u0440\u0443\u043a\u0430 arm.abc");
     const QString names[] = { QStringLiteral("Sculpt"), QString(), QStringLiteral(""),
                               QStringLiteral("\u5f71 a\nb"), QStringLiteral("Cloth") };
+    std::vector<LayerData> layers(5);
     for (int kind = 0; kind < 5; ++kind) {
-        RawLayer layer;
-        layer.name = names[kind];
-        layer.type = kind;
-        layer.intensity = 0.25 * kind;
-        layer.reserved = -7 * kind;
-        layer.selected = kind == 3;
-        layer.tangent = kind % 2 == 0;
-        layer.iterations = 10 + kind;
-        layer.cloneIterations = -kind;
-        layer.damping = double(0.3f);
-        layer.stiffness = double(0.7f);
-        layer.asMuscle = 0.5;
-        scene.layers.push_back(layer);
+        LayerData &layer = layers[size_t(kind)];
+        layer.setName(names[kind]);
+        layer.setKind(LayerKind(kind));
+        layer.setIntensity(0.25f * float(kind));
+        layer.setReserved(-7 * kind);
+        layer.setSelected(kind == 3);
+        layer.setTangent(kind % 2 == 0);
+        layer.setIterations(10 + kind);
+        layer.setCloneIterations(-kind);
+        layer.setStiffness(0.7f);
+        layer.setAsMuscle(0.5f);
     }
-    scene.layers[0].basePoints = { { 1, 2, 3 }, { -0.0, double(1e-40f), kInfinity } };
-    scene.layers[0].offsetPoints = { { { kNaN, -kInfinity, double(FLT_MAX) } } };
-    scene.layers[0].mask = { 0, 1, 0.5, kNaN };
-    scene.layers[0].keys = { { double(0.1f), 1, true }, { -2.5, kNaN, false } };
-    scene.layers[1].intensity = kInfinity;
-    scene.layers[2].keys = { { 1, 0, false } };
-    scene.layers[3].damping = kNaN;
-    scene.layers[4].basePoints.assign(20000, { 0.5, -0.25, 8 }); // more than one piece
-    scene.layers[4].mask.assign(9000, 0.125);
-    return scene;
-}
-
-RawScene smallScene()
-{
-    RawScene scene = awkwardScene();
-    scene.layers.resize(2);
-    scene.layers[1].mask = { 0.75 };
-    return scene;
-}
-
-RawScene rawScene(const SceneContent &content)
-{
-    RawScene scene { content.alembicPath, {} };
-    for (const auto &layer : content.layers)
-        scene.layers.push_back(rawLayer(*layer));
-    return scene;
-}
-
-std::vector<const LayerData *> pointers(const SceneContent &content)
-{
-    std::vector<const LayerData *> layers;
-    for (const auto &layer : content.layers)
-        layers.push_back(layer.get());
+    layers[0].setBasePoints(PointArray { { 1, 2, 3, 17 }, { -0.0f, 1e-40f, kInfinity, 1 } });
+    layers[0].setOffsetPoints(PointArray { { kNaN, -kInfinity, FLT_MAX, 1 } });
+    layers[0].setMask(std::vector<float> { 0, 1, 0.5f, kNaN });
+    layers[0].setKeys({ { 0.1, 1, true }, { -2.5, kNaN, false } });
+    layers[1].setIntensity(kInfinity);
+    layers[1].setMask(std::vector<float> { 0.75f });
+    layers[2].setKeys({ { 1, 0, false } });
+    layers[3].setDamping(kNaN);
+    layers[4].setBasePoints(PointArray(20000, { 0.5f, -0.25f, 8, 1 })); // more than one piece
+    layers[4].setMask(std::vector<float>(9000, 0.125f));
     return layers;
+}
+
+std::vector<const LayerData *> pointers(const std::vector<LayerData> &layers, size_t count)
+{
+    std::vector<const LayerData *> list;
+    for (size_t i = 0; i < count; ++i)
+        list.push_back(&layers[i]);
+    return list;
+}
+
+QByteArray layoutOf(const std::vector<LayerData> &layers, size_t count)
+{
+    return SceneLayout::bytes(kArchive, pointers(layers, count));
+}
+
+QByteArray layoutOf(const SceneContent &content)
+{
+    std::vector<const LayerData *> list;
+    for (const auto &layer : content.layers)
+        list.push_back(layer.get());
+    return SceneLayout::bytes(content.alembicPath, list);
 }
 
 bool everyWIsOne(const SceneContent &content)
@@ -118,21 +117,208 @@ class SceneStreamTest : public QObject {
     Q_OBJECT
 
 private slots:
-    void init();
-    void cleanup();
-    void readsTheLayout();
-    void writesTheLayout();
-    void keyTimeGoesThroughAFloat();
-    void everyTruncationCompletesTheLayerInHand();
-    void hostileCounts_data();
-    void hostileCounts();
-    void mutationsNeverCrash();
-    void failedSaveSaysWhy();
-    void saveKeepsLinkAndPermissions();
-    void saveKeepsWhatNobodyHasSeen();
-    void killedSaveLeavesAWholeScene();
-    void fullDiskLeavesTheOldScene_data();
-    void fullDiskLeavesTheOldScene();
+    void init()
+    {
+        m_folder = std::make_unique<QTemporaryDir>();
+        m_layers = awkwardLayers();
+        m_small = layoutOf(m_layers, 2);
+    }
+
+    void cleanup() { QLoggingCategory::setFilterRules(QString()); }
+    /// A key's time is written as it is and read back through a float, deliberately.
+    void keepsTheLayout()
+    {
+        QVERIFY(writeScene(path(), kArchive, pointers(m_layers, 5)));
+        QVERIFY(fileBytes(path()) == layoutOf(m_layers, 5));
+        const SceneContent content = readScene(path());
+        m_layers[0].keys()[0].time = double(0.1f);
+        QVERIFY(layoutOf(content) == layoutOf(m_layers, 5));
+        QVERIFY(content.read == SceneRead::Whole && everyWIsOne(content));
+        QVERIFY(content.layers[1]->name().isNull() && !content.layers[2]->name().isNull());
+        QVERIFY(writeScene(path(), QString(), {}));
+        QVERIFY(readScene(path()).alembicPath.isNull());
+    }
+
+    /// Zeros take the place of what is missing, value by value after the arrays.
+    void everyTruncationCompletesTheLayerInHand()
+    {
+        QLoggingCategory::setFilterRules(QStringLiteral("plexmold.app.debug=false"));
+        m_layers[0].keys().clear();
+        m_small = layoutOf(m_layers, 2);
+        const int head = 4 + 2 * kArchive.size() + 4, first = layoutOf(m_layers, 1).size();
+        const int tail = 4 + 8 + 4 + 1 + 1 + 4 + 4 + 3 * 8;
+        for (int length = 0; length < m_small.size(); ++length) {
+            const SceneContent content = readBytes(m_small.left(length));
+            const QByteArray read = layoutOf(content);
+            QVERIFY2(everyWIsOne(content) && content.read != SceneRead::Whole,
+                     qPrintable(QString::number(length)));
+            QCOMPARE(content.layers.size(), size_t((length > head) + (length > first)));
+            if (length >= first) // whose record is untouched
+                QCOMPARE(read.mid(head, first - head), m_small.mid(head, first - head));
+            if (length < m_small.size() - tail)
+                continue;
+            int whole = 0; // bytes of whole values
+            for (const int size : { 4, 8, 4, 1, 1, 4, 4, 8, 8, 8 }) {
+                if (m_small.size() - tail + whole + size > length)
+                    break;
+                whole += size;
+            }
+            const QByteArray rest(tail - whole, '\0');
+            QCOMPARE(read, m_small.left(m_small.size() - tail + whole) + rest);
+        }
+    }
+
+    void hostileCounts()
+    {
+        const int layerCountAt = 4 + 2 * kArchive.size();
+        for (int place = 0; place < 5; ++place) // layers, base points, offset points, mask, keys
+            for (const char *value : { "7fffffff", "80000000" }) {
+                QByteArray bytes = m_small;
+                bytes.replace(layerCountAt + 4 * place, 4, QByteArray::fromHex(value));
+                QTest::ignoreMessage(
+                    QtDebugMsg, QRegularExpression(QStringLiteral("^the scene file is damaged")));
+                largestAllocation = 0;
+                const SceneContent content = readBytes(bytes);
+                QVERIFY(largestAllocation < 64 * 1024);
+                const size_t layers = place > 0 ? 1 : *value == '7' ? 2 : 0;
+                QCOMPARE(content.layers.size(), layers);
+                if (place > 0)
+                    QVERIFY(content.layers[0]->damping() == 0.0f &&
+                            content.layers[0]->keys().empty());
+            }
+    }
+
+    void mutationsNeverCrash()
+    {
+        QLoggingCategory::setFilterRules(QStringLiteral("plexmold.app.debug=false"));
+        std::mt19937 random(20);
+        largestAllocation = 0;
+        for (int round = 0; round < 10000; ++round) {
+            QByteArray bytes = m_small;
+            for (unsigned changes = 1 + random() % 8; changes > 0; --changes) {
+                const quint32 bits = random();
+                const char extremes[] = { '\0', '\x7f', '\xff', char(bits >> 8) };
+                bytes[int(random() % quint32(bytes.size()))] = extremes[bits % 4];
+            }
+            QVERIFY(readBytes(bytes).layers.size() < 100);
+        }
+        QVERIFY(largestAllocation < 64 * 1024);
+    }
+
+    void failedSaveSaysWhy()
+    {
+        QTest::ignoreMessage(QtDebugMsg,
+                             QRegularExpression(QStringLiteral("^can't save the scene: .+")));
+        QTest::ignoreMessage(QtDebugMsg, "file saved");
+        QVERIFY(!writeScene(m_folder->filePath(QStringLiteral("none/scene.pxm")), QString(), {}));
+
+        const QByteArray pipe = QFile::encodeName(path());
+        QCOMPARE(mkfifo(pipe.constData(), 0600), 0);
+        QVERIFY(!writeScene(path(), QString(), {}));
+        struct stat status = {};
+        QCOMPARE(stat(pipe.constData(), &status), 0);
+        QVERIFY(S_ISFIFO(status.st_mode));
+    }
+
+    void saveKeepsLinkAndPermissions()
+    {
+        const QString target = m_folder->filePath(QStringLiteral("target.pxm"));
+        writeBytes(target, "old");
+        const auto permissions = QFile::ReadOwner | QFile::WriteOwner | QFile::ReadOther;
+        QVERIFY(QFile::setPermissions(target, permissions));
+        QVERIFY(QFile::link(target, path()));
+        QVERIFY(writeScene(path(), QStringLiteral("untitled"), {}));
+        QVERIFY(QFileInfo(path()).isSymLink());
+        QCOMPARE(fileBytes(target).size(), 24);
+        QCOMPARE(QFile::permissions(target) & ~(QFile::ReadUser | QFile::WriteUser), permissions);
+        QCOMPARE(fileCount(), 2);
+    }
+
+    void saveKeepsWhatNobodyHasSeen()
+    {
+        const QByteArray first[] = { m_small.chopped(1), m_small + 'x', m_small };
+        const QByteArray replaced[] = { first[0], first[1], "another program's" };
+        const char *const asides[] = { "~", "~2", "~3" };
+        for (int row = 0; row < 3; ++row) {
+            writeBytes(path(), first[row]);
+            SceneFile file;
+            QCOMPARE(file.read(path()).read == SceneRead::Whole, row == 2);
+            writeBytes(path(), replaced[row]);
+            for (int save = 0; save < 2; ++save) // only the first finds something to keep
+                QVERIFY(file.write(path(), QStringLiteral("untitled"), {}));
+            QCOMPARE(fileBytes(path() + QLatin1String(asides[row])), replaced[row]);
+            QCOMPARE(fileCount(), row + 2);
+        }
+    }
+
+    void killedSaveLeavesAWholeScene()
+    {
+        std::mt19937 random(3);
+        int midway = 0;
+        QVERIFY(writeScene(path(), kArchive, pointers(m_layers, 1)));
+        for (int round = 0; round < 100; ++round) {
+            int ends[2];
+            QCOMPARE(pipe(ends), 0);
+            const pid_t child = fork();
+            if (child == 0) {
+                QLoggingCategory::setFilterRules(QStringLiteral("*.debug=false"));
+                for (size_t turn = 0;; turn = 4 - turn) {
+                    (void)!write(ends[1], "<", 1);
+                    writeScene(path(), kArchive, pointers(m_layers, 1 + turn));
+                    (void)!write(ends[1], ">", 1);
+                }
+            }
+            char told = 0;
+            for (int i = 0; i < 2; ++i) // one save is through
+                QCOMPARE(read(ends[0], &told, 1), ssize_t(1));
+            QTest::qSleep(1 + int(random() % 8));
+            kill(child, SIGKILL);
+            QCOMPARE(waitpid(child, nullptr, 0), child);
+            ::close(ends[1]);
+            while (read(ends[0], &told, 1) == 1) { }
+            ::close(ends[0]);
+            midway += told == '<';
+            const QByteArray bytes = fileBytes(path());
+            QVERIFY(bytes == layoutOf(m_layers, 1) || bytes == layoutOf(m_layers, 5));
+        }
+        QVERIFY2(midway > 10, qPrintable(QString::number(midway)));
+    }
+
+    /// From the start, midway, and at the last bytes.
+    void fullDiskLeavesTheOldScene()
+    {
+        const QByteArray whole = layoutOf(m_layers, 5);
+        for (const int limit : { 0, 100000, whole.size() - 20 }) {
+            QVERIFY(writeScene(path(), QStringLiteral("untitled"), {}));
+            const QByteArray old = fileBytes(path());
+            int ends[2];
+            QCOMPARE(pipe(ends), 0);
+            const pid_t child = fork();
+            if (child == 0) {
+                dup2(ends[1], STDERR_FILENO);
+                const rlimit limits { rlim_t(limit), rlim_t(limit) };
+                std::signal(SIGXFSZ, SIG_IGN);
+                setrlimit(RLIMIT_FSIZE, &limits);
+                qInstallMessageHandler(
+                    [](QtMsgType, const QMessageLogContext &, const QString &text) {
+                        (void)!write(STDERR_FILENO, qPrintable(text), size_t(text.size()));
+                    });
+                _exit(writeScene(path(), kArchive, pointers(m_layers, 5)) ? 0 : 1);
+            }
+            ::close(ends[1]);
+            int status = 0;
+            QCOMPARE(waitpid(child, &status, 0), child);
+            QVERIFY(WIFEXITED(status) && WEXITSTATUS(status) == 1);
+            char output[4096] = {};
+            QVERIFY(read(ends[0], output, sizeof output - 1) > 0);
+            ::close(ends[0]);
+            QVERIFY2(strstr(output, "can't save the scene: ") && strstr(output, "File too large") &&
+                         strstr(output, "file saved"),
+                     output);
+            QCOMPARE(fileBytes(path()), old);
+            QCOMPARE(fileCount(), 1);
+        }
+    }
 
 private:
     QString path() const { return m_folder->filePath(QStringLiteral("scene.pxm")); }
@@ -141,234 +327,12 @@ private:
         writeBytes(path(), bytes);
         return readScene(path());
     }
-    QString saverProgram() const
-    {
-        return QCoreApplication::applicationDirPath() + QStringLiteral("/SceneSaver");
-    }
     int fileCount() const { return QDir(m_folder->path()).entryList(QDir::Files).size(); }
 
     std::unique_ptr<QTemporaryDir> m_folder;
+    std::vector<LayerData> m_layers;
+    QByteArray m_small; ///< a scene of the first two layers
 };
-
-void SceneStreamTest::init() { m_folder = std::make_unique<QTemporaryDir>(); }
-
-void SceneStreamTest::cleanup() { QLoggingCategory::setFilterRules(QString()); }
-
-void SceneStreamTest::readsTheLayout()
-{
-    const QByteArray golden = SceneBytesWriter::write(awkwardScene());
-    const SceneContent content = readBytes(golden);
-    QCOMPARE(content.layers.size(), size_t(5));
-    QVERIFY(content.layers[1]->name().isNull());
-    QVERIFY(!content.layers[2]->name().isNull());
-    QVERIFY(everyWIsOne(content));
-    QVERIFY(SceneBytesWriter::write(rawScene(content)) == golden);
-}
-
-void SceneStreamTest::writesTheLayout()
-{
-    SceneContent content = readBytes(SceneBytesWriter::write(awkwardScene()));
-    PointArray points = content.layers[0]->basePoints();
-    points[0].setW(17.0f); // not stored
-    content.layers[0]->setBasePoints(points);
-    QVERIFY(writeScene(path(), content.alembicPath, pointers(content)));
-
-    const QByteArray written = fileBytes(path());
-    QVERIFY(written == SceneBytesWriter::write(awkwardScene()));
-    SceneBytesReader reader(written);
-    const RawScene parsed = reader.read();
-    QVERIFY(reader.atEnd() && !reader.ranOver());
-    QCOMPARE(parsed.alembicPath, awkwardScene().alembicPath);
-    QCOMPARE(parsed.layers[3].name, awkwardScene().layers[3].name);
-    QCOMPARE(parsed.layers[4].basePoints.back()[2], 8.0);
-    QVERIFY(std::isnan(parsed.layers[3].damping));
-}
-
-void SceneStreamTest::keyTimeGoesThroughAFloat()
-{
-    LayerData layer;
-    layer.setKeys({ { 0.1, 0.1f, true } });
-    QVERIFY(writeScene(path(), QString(), { &layer }));
-    QCOMPARE(SceneBytesReader(fileBytes(path())).read().layers[0].keys[0].time, 0.1);
-    const SceneContent content = readScene(path());
-    QVERIFY(content.alembicPath.isNull());
-    QVERIFY(content.layers[0]->keys()[0] == (LayerKey { double(0.1f), 0.1f, true }));
-}
-
-void SceneStreamTest::everyTruncationCompletesTheLayerInHand()
-{
-    QLoggingCategory::setFilterRules(QStringLiteral("plexmold.app.debug=false"));
-    const QByteArray whole = SceneBytesWriter::write(smallScene());
-    for (int length = 0; length < whole.size(); ++length) {
-        const SceneContent content = readBytes(whole.left(length));
-        const RawScene expected = SceneBytesReader(whole.left(length)).read();
-        QVERIFY2(SceneBytesWriter::write(rawScene(content)) == SceneBytesWriter::write(expected),
-                 qPrintable(QString::number(length)));
-        QVERIFY(everyWIsOne(content));
-    }
-    // The last eight bytes are the second layer's asMuscle: only that is lost.
-    const SceneContent content = readBytes(whole.left(whole.size() - 1));
-    QCOMPARE(content.layers.size(), size_t(2));
-    QCOMPARE(content.layers[1]->asMuscle(), 0.0f);
-    QCOMPARE(content.layers[1]->stiffness(), 0.7f);
-}
-
-void SceneStreamTest::hostileCounts_data()
-{
-    QTest::addColumn<int>("offset"); // from the layer count on
-    QTest::addColumn<QByteArray>("value");
-    QTest::addColumn<int>("layers");
-    const QByteArray huge = QByteArray::fromHex("7fffffff"),
-                     minus = QByteArray::fromHex("80000000");
-    const QByteArray places[] = { "layers", "base points", "offset points", "mask", "keys" };
-    for (int place = 0; place < 5; ++place) {
-        QTest::newRow(places[place] + " huge") << 4 * place << huge << (place ? 1 : 2);
-        QTest::newRow(places[place] + " negative") << 4 * place << minus << (place ? 1 : 0);
-    }
-}
-
-void SceneStreamTest::hostileCounts()
-{
-    QFETCH(int, offset);
-    QFETCH(QByteArray, value);
-    QFETCH(int, layers);
-    QByteArray bytes = SceneBytesWriter::write(smallScene());
-    const int layerCountAt = 4 + 2 * smallScene().alembicPath.size();
-    bytes.replace(layerCountAt + offset, 4, value);
-    QTest::ignoreMessage(QtDebugMsg,
-                         QRegularExpression(QStringLiteral("^the scene file is damaged")));
-    largestAllocation = 0;
-    const SceneContent content = readBytes(bytes);
-    QVERIFY(largestAllocation < 64 * 1024);
-    QCOMPARE(int(content.layers.size()), layers);
-    if (offset > 0) {
-        QCOMPARE(content.layers[0]->damping(), 0.0f);
-        QVERIFY(content.layers[0]->keys().empty());
-    }
-}
-
-void SceneStreamTest::mutationsNeverCrash()
-{
-    QLoggingCategory::setFilterRules(QStringLiteral("plexmold.app.debug=false"));
-    const QByteArray whole = SceneBytesWriter::write(smallScene());
-    std::mt19937 random(20);
-    largestAllocation = 0;
-    for (int round = 0; round < 10000; ++round) {
-        QByteArray bytes = whole;
-        const int changes = 1 + int(random() % 8);
-        for (int i = 0; i < changes; ++i) {
-            const quint32 bits = random();
-            const char extremes[] = { '\0', '\x7f', '\xff', char(bits >> 8) };
-            bytes[int(random() % quint32(bytes.size()))] = extremes[bits % 4];
-        }
-        const SceneContent content = readBytes(bytes);
-        QVERIFY(content.layers.size() < 100);
-    }
-    QVERIFY(largestAllocation < 64 * 1024);
-}
-
-void SceneStreamTest::failedSaveSaysWhy()
-{
-    const QString missing = m_folder->filePath(QStringLiteral("none/scene.pxm"));
-    QTest::ignoreMessage(QtDebugMsg,
-                         QRegularExpression(QStringLiteral("^can't save the scene: .+")));
-    QTest::ignoreMessage(QtDebugMsg, "file saved");
-    QVERIFY(!writeScene(missing, QString(), {}));
-
-    const QByteArray pipe = QFile::encodeName(path());
-    QCOMPARE(mkfifo(pipe.constData(), 0600), 0);
-    QVERIFY(!writeScene(path(), QString(), {}));
-    struct stat status = {};
-    QCOMPARE(stat(pipe.constData(), &status), 0);
-    QVERIFY(S_ISFIFO(status.st_mode));
-}
-
-void SceneStreamTest::saveKeepsLinkAndPermissions()
-{
-    const QString target = m_folder->filePath(QStringLiteral("target.pxm"));
-    writeBytes(target, "old");
-    const auto permissions = QFile::ReadOwner | QFile::WriteOwner | QFile::ReadOther;
-    QVERIFY(QFile::setPermissions(target, permissions));
-    QVERIFY(QFile::link(target, path()));
-    QVERIFY(writeScene(path(), QStringLiteral("untitled"), {}));
-    QVERIFY(QFileInfo(path()).isSymLink());
-    QCOMPARE(fileBytes(target).size(), 24);
-    QCOMPARE(QFile::permissions(target) & ~(QFile::ReadUser | QFile::WriteUser), permissions);
-    QCOMPARE(fileCount(), 2);
-}
-
-void SceneStreamTest::saveKeepsWhatNobodyHasSeen()
-{
-    const QByteArray whole = SceneBytesWriter::write(smallScene());
-    const QByteArray first[] = { whole.left(whole.size() - 1), whole + 'x', whole };
-    const QByteArray replaced[] = { first[0], first[1], "another program's" };
-    const char *const asides[] = { "~", "~2", "~3" };
-    for (int row = 0; row < 3; ++row) {
-        writeBytes(path(), first[row]);
-        SceneFile file;
-        QCOMPARE(file.read(path()).read == SceneRead::Whole, row == 2);
-        writeBytes(path(), replaced[row]);
-        for (int save = 0; save < 2; ++save) // only the first finds something to keep
-            QVERIFY(file.write(path(), QStringLiteral("untitled"), {}));
-        QCOMPARE(fileBytes(path() + QLatin1String(asides[row])), replaced[row]);
-        QCOMPARE(fileCount(), row + 2);
-    }
-}
-
-void SceneStreamTest::killedSaveLeavesAWholeScene()
-{
-    std::mt19937 random(3);
-    int midway = 0;
-    for (int round = 0; round < 200; ++round) {
-        QProcess saver;
-        saver.setStandardErrorFile(QProcess::nullDevice());
-        saver.start(saverProgram(), { path() });
-        QByteArray told;
-        while (!told.contains("saved")) {
-            QVERIFY(saver.waitForReadyRead());
-            told += saver.readAll();
-        }
-        QTest::qSleep(1 + int(random() % 8));
-        saver.kill();
-        saver.waitForFinished();
-        midway += (told + saver.readAll()).endsWith("saving\n");
-
-        SceneBytesReader reader(fileBytes(path()));
-        const RawScene scene = reader.read();
-        QVERIFY(reader.atEnd() && !reader.ranOver());
-        QCOMPARE(scene.layers.size(), size_t(1));
-        QCOMPARE(scene.layers[0].name, scene.alembicPath);
-        const int turn = scene.alembicPath == QLatin1String("turn 1") ? 1 : 0;
-        QCOMPARE(scene.layers[0].basePoints.size(), size_t(8000 + 4000 * turn));
-        QCOMPARE(scene.layers[0].basePoints.back()[0], double(turn));
-    }
-    QVERIFY2(midway > 20, qPrintable(QString::number(midway)));
-}
-
-void SceneStreamTest::fullDiskLeavesTheOldScene_data()
-{
-    QTest::addColumn<QString>("limit");
-    QTest::newRow("from the start") << QStringLiteral("0");
-    QTest::newRow("midway") << QStringLiteral("100000");
-    QTest::newRow("at the last bytes") << QStringLiteral("288100");
-}
-
-void SceneStreamTest::fullDiskLeavesTheOldScene()
-{
-    QFETCH(QString, limit);
-    QVERIFY(writeScene(path(), QStringLiteral("untitled"), {}));
-    const QByteArray old = fileBytes(path());
-    QProcess saver;
-    saver.setProcessChannelMode(QProcess::MergedChannels);
-    saver.start(saverProgram(), { path(), limit });
-    QVERIFY(saver.waitForFinished());
-    QCOMPARE(saver.exitCode(), 1);
-    const QByteArray output = saver.readAll();
-    QVERIFY2(output.contains("can't save the scene: " + QFile::encodeName(path())), output);
-    QVERIFY2(output.contains("File too large") && output.contains("file saved"), output);
-    QCOMPARE(fileBytes(path()), old);
-    QCOMPARE(fileCount(), 1);
-}
 
 QTEST_GUILESS_MAIN(SceneStreamTest)
 #include "SceneStreamTest.moc"

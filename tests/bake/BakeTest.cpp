@@ -1,12 +1,8 @@
 #include "alembic/AlembicFile.h"
 #include "app/SceneStream.h"
-#include "gpu/GPUMesh.h"
 #include "layers/Topology.h"
-#include "support/AppFixture.h"
 #include "support/ArchiveDiff.h"
-#include "support/Archives.h"
-#include "timeline/Timeline.h"
-#include "viewport/MeshScope.h"
+#include "support/Stage.h"
 
 #include <Alembic/Abc/OTypedArrayProperty.h>
 #include <Alembic/Abc/OTypedScalarProperty.h>
@@ -129,14 +125,14 @@ private:
     static PointArray displayed(int frame);
     void open(const QString &scenePath, const QString &archive);
 
-    AppFixture m_app;
+    RunningProgram m_app;
     QTemporaryDir m_folder;
     QString m_sample, m_odd;
 };
 
 void BakeTest::initTestCase()
 {
-    SKIP_WITHOUT_GL(m_app);
+    NEEDS_GL(m_app.hasGL());
     m_sample = file(QStringLiteral("sample.abc"));
     m_odd = file(QStringLiteral("odd.abc"));
     QCOMPARE(

@@ -4,8 +4,6 @@
 #include "support/Archives.h"
 #include "support/LogCapture.h"
 
-#include <QDirIterator>
-#include <QImage>
 #include <QOpenGLFramebufferObject>
 #include <QTemporaryDir>
 
@@ -54,314 +52,256 @@ class GPUMeshGLTest : public QObject {
     Q_OBJECT
 
 private slots:
-    void initTestCase();
-    void cleanupTestCase() { m_stage.reset(); }
-    void sizesFollowTheTable();
-    void wrongSizesAndNamesChangeNothing();
-    void anotherContextWorksOnTheSameBuffers();
-    void everyKernelRunsOnAnEmptyMesh();
-    void brokenFrameKeepsTheLastGoodPoints();
-    void brokenKernelTakesItsOwnFeature();
-    void withoutContextNothingHappens();
-    void shadesByTheFormula();
-    void wireframeShowsPolygonEdges();
-    void wipeSplitsTheMesh();
+    void initTestCase()
+    {
+        const LogCapture log;
+        NEEDS_GL(m_stage.valid());
+        // Every program built, both alphas found: nothing to complain about.
+        QCOMPARE(log.lines(), QStringList());
+        m_options.modelView.translate(0, 0, -5);
+        m_options.projection = orthographic(2.0f);
+        m_options.normalMatrix = m_options.modelView.normalMatrix();
+        m_options.lightDirection = { 0.3f, 0.2f, 0.7f }; // not of unit length
+    }
+
+    void sizesFollowTheTable()
+    {
+        for (const TestMesh &on : testMeshes()) {
+            m_stage.load(on);
+            const Topology &topology = m_stage.topology();
+            const GLint64 v = on.vertexCount(), t = topology.triangleCount();
+            const auto rings = GLint64(topology.rings().size());
+            const auto springs = GLint64(topology.constraints().size());
+            // In the order of the table.
+            const GLint64 sizes[] = { 16 * v,
+                                      16 * v,
+                                      8 * v,
+                                      4 * v,
+                                      12 * t,
+                                      4 * rings,
+                                      16 * v,
+                                      4 * v,
+                                      16 * v,
+                                      76,
+                                      32 * (v / 1024 + 1),
+                                      64,
+                                      8 * (t / 1024 + 1),
+                                      16 * v,
+                                      16 * v,
+                                      4 * springs };
+            for (size_t i = 0; i < kBufferTable.size(); ++i) {
+                mesh().bufferBySemantic(kBufferTable[i].semantic)->bind();
+                GLint64 stored = -1;
+                gl().glGetBufferParameteri64v(GL_SHADER_STORAGE_BUFFER, GL_BUFFER_SIZE, &stored);
+                QCOMPARE(stored, sizes[i]);
+            }
+            QCOMPARE(mesh().readBack<quint32>(Semantic::kRingVertices), topology.markedRings());
+            QCOMPARE(mesh().readBack<float>(Semantic::kMask), std::vector<float>(size_t(v)));
+            QCOMPARE(mesh().readBack<BrushData>(Semantic::kBrush).at(0).hitTriangle, -1);
+        }
+    }
+
+    void wrongSizesAndNamesChangeNothing()
+    {
+        const TestMesh sheet = testGrid(4);
+        m_stage.load(sheet);
+        for (const size_t count : { 0, 15, 17 })
+            QVERIFY(!mesh().upload(Semantic::kPosition, PointArray(count)));
+        QCOMPARE(m_stage.points(), sheet.points);
+
+        const LogCapture log;
+        const QString unknown = QStringLiteral("Normal");
+        QVERIFY(!mesh().upload(unknown, sheet.points) && m_stage.points(unknown).empty());
+        QCOMPARE(log.lines().value(0),
+                 QStringLiteral("can't find the buffer, semantic doesn't exist: Normal"));
+    }
+
+    void anotherContextWorksOnTheSameBuffers()
+    {
+        m_stage.load(testGrid(32));
+        GLFixture second(&m_stage.fixture());
+        QVERIFY(second.valid());
+        mesh().updateNormals(); // nothing is bound in this context yet
+        second.gl().glFinish();
+        QVERIFY(m_stage.fixture().makeCurrent());
+        QVERIFY(m_stage.points(Semantic::kNormal).at(500).z() > 0.5f);
+    }
+
+    void everyKernelRunsOnAnEmptyMesh()
+    {
+        m_stage.load(testGrid(4));
+        mesh().clear();
+        QVERIFY(m_stage.points().empty());
+        const quint64 before = gpuCounters().dispatches;
+        BrushData record;
+        mesh().closestIntersection({ 0, 0, 1 }, { 0, 0, -1 }, false, &record);
+        QCOMPARE(record.hitTriangle, -1);
+        mesh().pickVertices(1.0f);
+        mesh().pickVerticesBySurface(1.0f);
+        mesh().computeArea(1.0f);
+        mesh().sculpt({ BrushType::Standard, 1.0f }, {});
+        mesh().updateNormals();
+        mesh().relax(2, 1.0f, false, false);
+        QVERIFY(gpuCounters().dispatches > before + 6);
+        MeshDrawOptions options = m_options;
+        options.wireframe = true;
+        QVERIFY(isNear(colourAt(renderMesh(options), 0, 0), kBackground));
+        QCOMPARE(gl().glGetError(), GLenum(GL_NO_ERROR));
+    }
+
+    void brokenFrameKeepsTheLastGoodPoints()
+    {
+        const QTemporaryDir folder;
+        const QString path = folder.filePath(QStringLiteral("changing.abc"));
+        const archives::Shape grid = archives::grid(5);
+        archives::Points fewer = grid.points;
+        fewer.pop_back();
+        std::vector<archives::Points> moving;
+        for (int frame = 1; frame < 4; ++frame)
+            moving.push_back(archives::moved(grid.points, { float(frame), 0, 0 }));
+        {
+            archives::Writer writer(path);
+            writer.mesh(writer.top(), "sheet", grid, { moving[0], moving[1], fewer });
+            writer.mesh(writer.top(), "other", grid, moving);
+        }
+        AlembicFile file;
+        Topology topology;
+        QVERIFY(file.open(QFile::encodeName(path)) && file.fillTopology(topology));
+        PointArray first; // nothing was shown yet
+        QVERIFY(!file.readPoints(first, 3 / 24.0, topology));
+        QCOMPARE(first.at(24), QVector4D(1, 0, 1, 1));
+        QCOMPARE(first.at(49), QVector4D(4, 0, 1, 1));
+        m_stage.load(topology, first);
+        mesh().startFrom(first);
+        for (const int frame : { 2, 1 }) {
+            const quint64 bytes = gpuCounters().uploadedBytes;
+            mesh().loadFrame(frame, 24.0, file);
+            QCOMPARE(gpuCounters().uploadedBytes - bytes, quint64(50 * 16));
+            QCOMPARE(m_stage.points().at(0), QVector4D(float(frame), 0, 0, 1));
+        }
+        for (const int frame : { 3, 0 }) {
+            if (frame == 0)
+                file.close();
+            // What layers made of the last frame must not be the next one's start.
+            mesh().fillZero(Semantic::kPosition);
+            const LogCapture log;
+            for (int evaluation = 0; evaluation < 3; ++evaluation) {
+                mesh().loadFrame(frame, 24.0, file);
+                QCOMPARE(log.lines().size(), 1); // for each visit of a frame, the reader's included
+                QCOMPARE(log.lines().front().contains(QStringLiteral("/sheet")), frame == 3);
+                QCOMPARE(m_stage.points().at(0), QVector4D(1, 0, 0, 1));
+                QCOMPARE(m_stage.points().at(25), QVector4D(3, 0, 0, 1)); // the other goes on
+            }
+        }
+    }
+
+    void withoutContextNothingHappens()
+    {
+        m_stage.load(testGrid(4));
+        {
+            GPUMesh late;
+            m_stage.fixture().doneCurrent();
+            QVERIFY(!late.initialize());
+            QVERIFY(!late.upload(Semantic::kPosition, PointArray()));
+            QVERIFY(m_stage.fixture().makeCurrent());
+            QVERIFY(late.initialize()); // the first view may come later
+            m_stage.fixture().doneCurrent();
+        } // and may have gone before the mesh
+        QVERIFY(m_stage.fixture().makeCurrent());
+        QCOMPARE(m_stage.points().size(), size_t(16));
+    }
+
+    void shadesByTheFormula()
+    {
+        loadSheet();
+        for (const float mask : { 0.0f, 1.0f, 0.4f, -1.0f }) {
+            mesh().upload(Semantic::kMask, std::vector<float>(25, mask));
+            const QImage image = renderMesh(m_options);
+            const double untinted = 1.0 - 0.5 * std::max(double(mask), 0.0); // a mask shows blue
+            for (const auto &[x, y] : { std::pair(0.0, 0.0), { 0.6, -0.7 }, { -0.9, 0.4 } }) {
+                const double grey = lit({ x, y, -5 }, { 0, 0, 1 });
+                QVERIFY(isNear(colourAt(image, x, y), { grey * untinted, grey * untinted, grey }));
+            }
+            QVERIFY(isNear(colourAt(image, 1.5, 0), kBackground));
+        }
+    }
+
+    void wireframeShowsPolygonEdges()
+    {
+        loadSheet();
+        MeshDrawOptions options = m_options;
+        options.wireframe = true;
+        const auto blackNear = [](const QImage &image, double x, double y) {
+            double darkest = 255; // of the pixels around
+            for (const double dx : { -1, 0, 1 }) {
+                for (const double dy : { -1, 0, 1 })
+                    darkest = std::min(
+                        darkest, length(colourAt(image, x + dx * 4 / kSize, y + dy * 4 / kSize)));
+            }
+            return darkest == 0;
+        };
+        const QImage image = renderMesh(options);
+        QVERIFY(blackNear(image, 0.0, 0.2) && blackNear(image, 0.3, -0.5));
+        QVERIFY2(!blackNear(image, 0.25, 0.25), "the diagonal of a quad is no edge");
+        QVERIFY(!blackNear(renderMesh(m_options), 0.0, 0.2));
+    }
+
+    void wipeSplitsTheMesh()
+    {
+        loadSheet();
+        // The uncorrected pose: the same sheet with normals that face away, so it is dark.
+        mesh().copyBuffer(Semantic::kPosition, Semantic::kBasePoints);
+        mesh().upload(Semantic::kOffsetPoints, PointArray(25, { 0, 0, -1, 0 }));
+        const double bright = lit({ 0.75, 0.25, -5 }, { 0, 0, 1 });
+        const double brightLeft = lit({ -0.75, 0.25, -5 }, { 0, 0, 1 });
+        const double dark = lit({ 0.75, 0.25, -5 }, { 0, 0, -1 });
+        const double darkLeft = lit({ -0.75, 0.25, -5 }, { 0, 0, -1 });
+        const std::tuple<float, double, double> splits[] = {
+            { 0.1f, brightLeft, dark },
+            { -999.0f, brightLeft, bright }, // exactly this is off
+            { -998.0f, darkLeft, dark }, // far left: everything is uncorrected
+        };
+        for (const auto &[split, left, right] : splits) {
+            MeshDrawOptions options = m_options;
+            options.compareSplit = split;
+            options.wireframe = split != -999.0f; // not drawn while comparing
+            const QImage image = renderMesh(options);
+            QVERIFY(isGrey(colourAt(image, -0.75, 0.25), left));
+            QVERIFY(isGrey(colourAt(image, 0.75, 0.25), right));
+            QVERIFY(colourAt(image, -0.5, 0.2).x > 0);
+        }
+    }
 
 private:
-    GPUMesh &mesh() { return m_stage->mesh(); }
-    QOpenGLFunctions_4_3_Core &gl() { return m_stage->fixture().gl(); }
-    void loadSheet();
-    template <class Draw> QImage render(Draw draw);
-    QImage renderMesh(const MeshDrawOptions &options);
+    GPUMesh &mesh() { return m_stage.mesh(); }
+    QOpenGLFunctions_4_3_Core &gl() { return m_stage.fixture().gl(); }
+    /// A flat sheet of 4 x 4 quads from -1 to 1 in the plane z = 0, seen from +z.
+    void loadSheet()
+    {
+        m_stage.load(testGrid(5, 5, 0.0));
+        mesh().upload(Semantic::kNormal, PointArray(25, { 0, 0, 1, 0 }));
+    }
 
-    std::unique_ptr<MeshStage> m_stage;
+    template <class Draw> QImage render(Draw draw)
+    {
+        QOpenGLFramebufferObject target(kSize, kSize, QOpenGLFramebufferObject::Depth);
+        target.bind();
+        gl().glViewport(0, 0, kSize, kSize);
+        gl().glEnable(GL_DEPTH_TEST);
+        gl().glClearColor(0.0f, 0.2f, 0.4f, 1.0f);
+        gl().glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
+        draw();
+        return target.toImage();
+    }
+
+    QImage renderMesh(const MeshDrawOptions &options)
+    {
+        return render([&] { mesh().draw(options); });
+    }
+
+    MeshStage m_stage;
     MeshDrawOptions m_options;
 };
-
-void GPUMeshGLTest::initTestCase()
-{
-    m_stage = std::make_unique<MeshStage>();
-    const LogCapture log;
-    SKIP_WITHOUT_GL(*m_stage);
-    // Every program built, both alphas found: nothing to complain about.
-    QCOMPARE(log.lines(), QStringList());
-    m_options.modelView.translate(0, 0, -5);
-    m_options.projection = orthographic(2.0f);
-    m_options.normalMatrix = m_options.modelView.normalMatrix();
-    m_options.lightDirection = { 0.3f, 0.2f, 0.7f }; // not of unit length
-}
-
-void GPUMeshGLTest::sizesFollowTheTable()
-{
-    for (const TestMesh &on : testMeshes()) {
-        m_stage->load(on);
-        const Topology &topology = m_stage->topology();
-        const GLint64 v = on.vertexCount(), t = topology.triangleCount();
-        const auto rings = GLint64(topology.rings().size());
-        const auto springs = GLint64(topology.constraints().size());
-        // In the order of the table.
-        const GLint64 sizes[] = { 16 * v,
-                                  16 * v,
-                                  8 * v,
-                                  4 * v,
-                                  12 * t,
-                                  4 * rings,
-                                  16 * v,
-                                  4 * v,
-                                  16 * v,
-                                  76,
-                                  32 * (v / 1024 + 1),
-                                  64,
-                                  8 * (t / 1024 + 1),
-                                  16 * v,
-                                  16 * v,
-                                  4 * springs };
-        for (size_t i = 0; i < kBufferTable.size(); ++i) {
-            mesh().bufferBySemantic(kBufferTable[i].semantic)->bind();
-            GLint64 stored = -1;
-            gl().glGetBufferParameteri64v(GL_SHADER_STORAGE_BUFFER, GL_BUFFER_SIZE, &stored);
-            QCOMPARE(stored, sizes[i]);
-        }
-        QCOMPARE(mesh().readBack<quint32>(Semantic::kRingVertices), topology.markedRings());
-        QCOMPARE(mesh().readBack<float>(Semantic::kMask), std::vector<float>(size_t(v)));
-        QCOMPARE(mesh().readBack<BrushData>(Semantic::kBrush).at(0).hitTriangle, -1);
-    }
-}
-
-void GPUMeshGLTest::wrongSizesAndNamesChangeNothing()
-{
-    const TestMesh sheet = testGrid(4);
-    m_stage->load(sheet);
-    for (const size_t count : { 0, 15, 17 })
-        QVERIFY(!mesh().upload(Semantic::kPosition, PointArray(count)));
-    QCOMPARE(m_stage->points(), sheet.points);
-
-    const LogCapture log;
-    const QString unknown = QStringLiteral("Normal");
-    QVERIFY(!mesh().upload(unknown, sheet.points) && m_stage->points(unknown).empty());
-    QCOMPARE(log.lines().value(0),
-             QStringLiteral("can't find the buffer, semantic doesn't exist: Normal"));
-}
-
-void GPUMeshGLTest::anotherContextWorksOnTheSameBuffers()
-{
-    m_stage->load(testGrid(32));
-    GLFixture second(&m_stage->fixture());
-    QVERIFY(second.valid());
-    mesh().updateNormals(); // nothing is bound in this context yet
-    second.gl().glFinish();
-    QVERIFY(m_stage->fixture().makeCurrent());
-    QVERIFY(m_stage->points(Semantic::kNormal).at(500).z() > 0.5f);
-}
-
-void GPUMeshGLTest::everyKernelRunsOnAnEmptyMesh()
-{
-    m_stage->load(testGrid(4));
-    mesh().clear();
-    QVERIFY(m_stage->points().empty());
-    const quint64 before = gpuCounters().dispatches;
-    BrushData record;
-    mesh().closestIntersection({ 0, 0, 1 }, { 0, 0, -1 }, false, &record);
-    QCOMPARE(record.hitTriangle, -1);
-    mesh().pickVertices(1.0f);
-    mesh().pickVerticesBySurface(1.0f);
-    mesh().computeArea(1.0f);
-    mesh().sculpt({ BrushType::Standard, 1.0f }, {});
-    mesh().updateNormals();
-    mesh().relax(2, 1.0f, false, false);
-    QVERIFY(gpuCounters().dispatches > before + 6);
-    MeshDrawOptions options = m_options;
-    options.wireframe = true;
-    QVERIFY(isNear(colourAt(renderMesh(options), 0, 0), kBackground));
-    QCOMPARE(gl().glGetError(), GLenum(GL_NO_ERROR));
-}
-
-void GPUMeshGLTest::brokenFrameKeepsTheLastGoodPoints()
-{
-    const QTemporaryDir folder;
-    const QString path = folder.filePath(QStringLiteral("changing.abc"));
-    const archives::Shape grid = archives::grid(5);
-    archives::Points fewer = grid.points;
-    fewer.pop_back();
-    std::vector<archives::Points> moving;
-    for (int frame = 1; frame < 4; ++frame)
-        moving.push_back(archives::moved(grid.points, { float(frame), 0, 0 }));
-    {
-        archives::Writer writer(path);
-        writer.mesh(writer.top(), "sheet", grid, { moving[0], moving[1], fewer });
-        writer.mesh(writer.top(), "other", grid, moving);
-    }
-    AlembicFile file;
-    Topology topology;
-    QVERIFY(file.open(QFile::encodeName(path)) && file.fillTopology(topology));
-    PointArray first; // nothing was shown yet
-    QVERIFY(!file.readPoints(first, 3 / 24.0, topology));
-    QCOMPARE(first.at(24), QVector4D(1, 0, 1, 1));
-    QCOMPARE(first.at(49), QVector4D(4, 0, 1, 1));
-
-    m_stage->load(topology, first);
-    mesh().startFrom(first);
-    for (const int frame : { 2, 1 }) {
-        const quint64 bytes = gpuCounters().uploadedBytes;
-        mesh().loadFrame(frame, 24.0, file);
-        QCOMPARE(gpuCounters().uploadedBytes - bytes, quint64(50 * 16));
-        QCOMPARE(m_stage->points().at(0), QVector4D(float(frame), 0, 0, 1));
-    }
-    for (const int frame : { 3, 0 }) {
-        if (frame == 0)
-            file.close();
-        // What layers made of the last frame must not be the next one's start.
-        mesh().fillZero(Semantic::kPosition);
-        const LogCapture log;
-        for (int evaluation = 0; evaluation < 3; ++evaluation) {
-            mesh().loadFrame(frame, 24.0, file);
-            QCOMPARE(log.lines().size(), 1); // for each visit of a frame, the reader's included
-            QCOMPARE(log.lines().front().contains(QStringLiteral("/sheet")), frame == 3);
-            QCOMPARE(m_stage->points().at(0), QVector4D(1, 0, 0, 1));
-            QCOMPARE(m_stage->points().at(25), QVector4D(3, 0, 0, 1)); // the other goes on
-        }
-    }
-}
-
-/// A kernel that does not compile, among copies of all shaders.
-void GPUMeshGLTest::brokenKernelTakesItsOwnFeature()
-{
-    const QTemporaryDir folder;
-    for (const char *shaders : { ":/computeShaders", ":/drawShaders" }) {
-        QDirIterator files(QLatin1String(shaders), QDir::Files, QDirIterator::Subdirectories);
-        while (files.hasNext()) {
-            const QString copy = folder.path() + files.next().mid(1);
-            QVERIFY(QDir().mkpath(QFileInfo(copy).path()) && QFile::copy(files.filePath(), copy));
-        }
-    }
-    QFile kernel(folder.filePath(QStringLiteral("computeShaders/ComputeShaders/relax.glsl")));
-    kernel.setPermissions(QFile::ReadOwner | QFile::WriteOwner);
-    QVERIFY(kernel.open(QIODevice::Append) && kernel.write("broken\n"));
-    kernel.close();
-
-    {
-        GLFixture fresh; // nobody listens to what its driver says
-        QVERIFY(fresh.makeCurrent());
-        const LogCapture log;
-        GPUMesh broken(folder.path());
-        QVERIFY(broken.initialize());
-        QCOMPARE(log.lines().size(), 1);
-        QVERIFY(log.lines().front().contains(QStringLiteral("relax.glsl")));
-        QVERIFY(!log.lines().front().contains(QLatin1Char('\n')));
-        const TestMesh sheet = testGrid(4);
-        const Topology topology = sheet.topology();
-        broken.setTopology(&topology);
-        broken.allocateBuffers();
-        broken.upload(Semantic::kPosition, sheet.points);
-        broken.relax(2, 1.0f, false, false);
-        broken.mush(2, 0, 1.0f, sheet.points, sheet.points);
-        QCOMPARE(broken.readBack<QVector4D>(Semantic::kPosition), sheet.points);
-        broken.updateNormals();
-        QVERIFY(broken.readBack<QVector4D>(Semantic::kNormal).at(5).z() > 0.5f);
-    }
-    QVERIFY(m_stage->fixture().makeCurrent());
-}
-
-void GPUMeshGLTest::withoutContextNothingHappens()
-{
-    m_stage->load(testGrid(4));
-    {
-        GPUMesh late;
-        m_stage->fixture().doneCurrent();
-        QVERIFY(!late.initialize());
-        QVERIFY(!late.upload(Semantic::kPosition, PointArray()));
-        QVERIFY(m_stage->fixture().makeCurrent());
-        QVERIFY(late.initialize()); // the first view may come later
-        m_stage->fixture().doneCurrent();
-    } // and may have gone before the mesh
-    QVERIFY(m_stage->fixture().makeCurrent());
-    QCOMPARE(m_stage->points().size(), size_t(16));
-}
-
-/// A flat sheet of 4 x 4 quads from -1 to 1 in the plane z = 0, seen from +z.
-void GPUMeshGLTest::loadSheet()
-{
-    m_stage->load(testGrid(5, 5, 0.0));
-    mesh().upload(Semantic::kNormal, PointArray(25, { 0, 0, 1, 0 }));
-}
-
-template <class Draw> QImage GPUMeshGLTest::render(Draw draw)
-{
-    QOpenGLFramebufferObject target(kSize, kSize, QOpenGLFramebufferObject::Depth);
-    target.bind();
-    gl().glViewport(0, 0, kSize, kSize);
-    gl().glEnable(GL_DEPTH_TEST);
-    gl().glClearColor(0.0f, 0.2f, 0.4f, 1.0f);
-    gl().glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
-    draw();
-    return target.toImage();
-}
-
-QImage GPUMeshGLTest::renderMesh(const MeshDrawOptions &options)
-{
-    return render([&] { mesh().draw(options); });
-}
-
-void GPUMeshGLTest::shadesByTheFormula()
-{
-    loadSheet();
-    for (const float mask : { 0.0f, 1.0f, 0.4f, -1.0f }) {
-        mesh().upload(Semantic::kMask, std::vector<float>(25, mask));
-        const QImage image = renderMesh(m_options);
-        const double untinted = 1.0 - 0.5 * std::max(double(mask), 0.0); // a mask shows blue
-        for (const auto &[x, y] : { std::pair(0.0, 0.0), { 0.6, -0.7 }, { -0.9, 0.4 } }) {
-            const double grey = lit({ x, y, -5 }, { 0, 0, 1 });
-            QVERIFY(isNear(colourAt(image, x, y), { grey * untinted, grey * untinted, grey }));
-        }
-        QVERIFY(isNear(colourAt(image, 1.5, 0), kBackground));
-    }
-}
-
-void GPUMeshGLTest::wireframeShowsPolygonEdges()
-{
-    loadSheet();
-    MeshDrawOptions options = m_options;
-    options.wireframe = true;
-    const auto blackNear = [](const QImage &image, double x, double y) {
-        double darkest = 255; // of the pixels around
-        for (const double dx : { -1, 0, 1 }) {
-            for (const double dy : { -1, 0, 1 })
-                darkest = std::min(darkest,
-                                   length(colourAt(image, x + dx * 4 / kSize, y + dy * 4 / kSize)));
-        }
-        return darkest == 0;
-    };
-    const QImage image = renderMesh(options);
-    QVERIFY(blackNear(image, 0.0, 0.2) && blackNear(image, 0.3, -0.5));
-    QVERIFY2(!blackNear(image, 0.25, 0.25), "the diagonal of a quad is no edge");
-    QVERIFY(!blackNear(renderMesh(m_options), 0.0, 0.2));
-}
-
-void GPUMeshGLTest::wipeSplitsTheMesh()
-{
-    loadSheet();
-    // The uncorrected pose: the same sheet with normals that face away, so it is dark.
-    mesh().copyBuffer(Semantic::kPosition, Semantic::kBasePoints);
-    mesh().upload(Semantic::kOffsetPoints, PointArray(25, { 0, 0, -1, 0 }));
-    const double bright = lit({ 0.75, 0.25, -5 }, { 0, 0, 1 });
-    const double brightLeft = lit({ -0.75, 0.25, -5 }, { 0, 0, 1 });
-    const double dark = lit({ 0.75, 0.25, -5 }, { 0, 0, -1 });
-    const double darkLeft = lit({ -0.75, 0.25, -5 }, { 0, 0, -1 });
-    const std::tuple<float, double, double> splits[] = {
-        { 0.1f, brightLeft, dark },
-        { -999.0f, brightLeft, bright }, // exactly this is off
-        { -998.0f, darkLeft, dark }, // far left: everything is uncorrected
-    };
-    for (const auto &[split, left, right] : splits) {
-        MeshDrawOptions options = m_options;
-        options.compareSplit = split;
-        options.wireframe = split != -999.0f; // not drawn while comparing
-        const QImage image = renderMesh(options);
-        QVERIFY(isGrey(colourAt(image, -0.75, 0.25), left));
-        QVERIFY(isGrey(colourAt(image, 0.75, 0.25), right));
-        QVERIFY(colourAt(image, -0.5, 0.2).x > 0);
-    }
-}
 
 QTEST_MAIN(GPUMeshGLTest)
 #include "GPUMeshGLTest.moc"

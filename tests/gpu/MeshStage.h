@@ -28,16 +28,6 @@ inline PointArray jittered(PointArray points, double amplitude, unsigned seed)
     return points;
 }
 
-/// Twists about the x axis, further the further out.
-inline PointArray bent(PointArray points, float angle)
-{
-    for (QVector4D &p : points) {
-        const float turn = angle * p.x(), c = std::cos(turn), s = std::sin(turn);
-        p = QVector4D(p.x(), c * p.y() - s * p.z(), s * p.y() + c * p.z(), p.w());
-    }
-    return points;
-}
-
 inline MeshScene meshScene(const TestMesh &mesh, const Topology &topology)
 {
     MeshScene scene { mesh, topology, {}, {}, {}, {}, {}, {}, {} };
@@ -143,13 +133,3 @@ private:
     Topology m_topology;
     GPUMesh m_mesh;
 };
-
-/// NaNs of one pattern count as the same, and 0 and -0 do not.
-inline bool sameBits(const PointArray &a, const PointArray &b)
-{
-    const auto bytes = [](const PointArray &points) {
-        return QByteArray::fromRawData(reinterpret_cast<const char *>(points.data()),
-                                       int(points.size() * sizeof(QVector4D)));
-    };
-    return bytes(a) == bytes(b);
-}

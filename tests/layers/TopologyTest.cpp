@@ -1,4 +1,5 @@
-#include "layers/Topology.h"
+#include "layers/PointMath.h"
+#include "layers/SparsePoints.h"
 #include "support/TestMeshes.h"
 
 #include <QtTest>
@@ -50,152 +51,149 @@ class TopologyTest : public QObject {
     Q_OBJECT
 
 private slots:
-    void tablesOfTheShelf();
-    void closedMeshesFaceOut();
-    void openRingsRunFromBorderToBorder();
-    void brokenFacesAreDropped_data();
-    void brokenFacesAreDropped();
-    void randomFacesStayConsistent();
-    void falloffDoesNotJumpAGap();
-};
-
-void TopologyTest::tablesOfTheShelf()
-{
-    for (const TestMesh &mesh : testMeshes()) {
-        const Topology topology = mesh.topology();
-        QString fault;
-        QVERIFY2(topology.validate(&fault), qPrintable(mesh.name + fault));
-        const Expected expected(mesh);
-        const size_t faces = mesh.counts.size(), corners = mesh.indices.size();
-        QCOMPARE(topology.triangles().size(), 3 * (corners - 2 * faces));
-        QCOMPARE(topology.edges().size(), 2 * expected.edges.size());
-        for (size_t i = 0; i < topology.edges().size(); i += 2)
-            QVERIFY(
-                expected.edges.count(std::minmax(topology.edges()[i], topology.edges()[i + 1])));
-        for (int v = 0; v < mesh.vertexCount(); ++v) {
-            const Indices ring = neighbours(topology.rings(), mesh.vertexCount(), v);
-            QCOMPARE(std::set<quint32>(ring.begin(), ring.end()), expected.rings[size_t(v)]);
-            QCOMPARE(ring.size(), expected.rings[size_t(v)].size());
-            const Indices marked = neighbours(topology.markedRings(), mesh.vertexCount(), v);
-            for (size_t i = 0; i < ring.size(); ++i) {
-                const quint32 previous = ring[(i + ring.size() - 1) % ring.size()];
-                const bool spanned = expected.corners.count({ quint32(v), previous, ring[i] }) ||
-                    (ring.size() > 2 && expected.corners.count({ quint32(v), ring[i], previous }));
-                QCOMPARE(marked[i], spanned ? ring[i] : ring[i] | Topology::kRingGap);
+    void tablesOfTheShelf()
+    {
+        for (const TestMesh &mesh : testMeshes()) {
+            const Topology topology = mesh.topology();
+            QString fault;
+            QVERIFY2(topology.validate(&fault), qPrintable(mesh.name + fault));
+            const Expected expected(mesh);
+            const Indices &triangles = topology.triangles(), &edges = topology.edges();
+            QCOMPARE(triangles.size(), 3 * (mesh.indices.size() - 2 * mesh.counts.size()));
+            QCOMPARE(edges.size(), 2 * expected.edges.size());
+            for (size_t i = 0; i < edges.size(); i += 2)
+                QVERIFY(expected.edges.count(std::minmax(edges[i], edges[i + 1])));
+            const bool closed = expected.corners.size() == edges.size() && !edges.empty();
+            double volume = 0.0;
+            for (size_t i = 0; i < triangles.size(); i += 3) {
+                const auto p = [&](size_t k) { return mesh.points[triangles[i + k]].toVector3D(); };
+                volume += double(QVector3D::dotProduct(QVector3D::crossProduct(p(0), p(1)), p(2)));
             }
-            const auto &springs = expected.springs[size_t(v)];
-            QCOMPARE(neighbours(topology.constraints(), mesh.vertexCount(), v),
-                     Indices(springs.begin(), springs.end()));
+            QVERIFY2(volume > 0.0 || !closed, qPrintable(mesh.name)); // it faces out
+            for (int v = 0; v < mesh.vertexCount(); ++v) {
+                const Indices ring = neighbours(topology.rings(), mesh.vertexCount(), v);
+                QCOMPARE(std::set<quint32>(ring.begin(), ring.end()), expected.rings[size_t(v)]);
+                QCOMPARE(ring.size(), expected.rings[size_t(v)].size());
+                for (size_t i = 0; closed && i < ring.size(); ++i)
+                    QVERIFY(expected.corners.count(
+                        { quint32(v), ring[i], ring[(i + 1) % ring.size()] }));
+                const Indices marked = neighbours(topology.markedRings(), mesh.vertexCount(), v);
+                for (size_t i = 0; i < ring.size(); ++i) {
+                    const quint32 previous = ring[(i + ring.size() - 1) % ring.size()];
+                    const bool spanned =
+                        expected.corners.count({ quint32(v), previous, ring[i] }) ||
+                        (ring.size() > 2 &&
+                         expected.corners.count({ quint32(v), ring[i], previous }));
+                    QCOMPARE(marked[i], spanned ? ring[i] : ring[i] | Topology::kRingGap);
+                }
+                const auto &springs = expected.springs[size_t(v)];
+                QCOMPARE(neighbours(topology.constraints(), mesh.vertexCount(), v),
+                         Indices(springs.begin(), springs.end()));
+            }
         }
     }
-}
 
-void TopologyTest::closedMeshesFaceOut()
-{
-    for (const TestMesh &mesh : { testCube(), testSphere(), testTorus(), testPrism() }) {
-        const Topology topology = mesh.topology();
-        const Indices &triangles = topology.triangles();
-        double volume = 0.0;
-        for (size_t i = 0; i < triangles.size(); i += 3) {
-            const auto p = [&](size_t k) { return mesh.points[triangles[i + k]].toVector3D(); };
-            volume += double(QVector3D::dotProduct(QVector3D::crossProduct(p(0), p(1)), p(2)));
+    /// Seen from +z, which is outside, rings run clockwise, from border to border.
+    void openRings()
+    {
+        const Topology sheet = testGrid(3).topology();
+        QCOMPARE(neighbours(sheet.rings(), 9, 0), (Indices { 3, 1 }));
+        QCOMPARE(neighbours(sheet.rings(), 9, 1), (Indices { 0, 4, 2 }));
+        QCOMPARE(neighbours(sheet.rings(), 9, 8), (Indices { 5, 7 }));
+        const Topology fans = testTwoFans().topology(); // one after the other
+        QCOMPARE(neighbours(fans.rings(), 7, 0), (Indices { 1, 2, 3, 4, 5, 6 }));
+        Topology polygon;
+        polygon.build(5, { 4, 0, 1, 2, 3 }, { 5 });
+        QCOMPARE(polygon.triangles(), (Indices { 4, 1, 0, 4, 2, 1, 4, 3, 2 }));
+    }
+
+    void brokenFacesAreDropped()
+    {
+        constexpr int huge = std::numeric_limits<int>::max(), low = std::numeric_limits<int>::min();
+        using Ints = std::vector<qint32>;
+        const std::tuple<int, Ints, Ints, int> rows[] = {
+            // the last: triangles that stay
+            { 3, { 0, 1, 0, 1, 2 }, { 2, 0, 3 }, 1 },
+            { 4, { 0, 1, 0, 2, 1, 2, 3 }, { 4, 3 }, 1 },
+            { 3, { 0, 1, 3, 0, -1, 2, 0, 1, 2 }, { 3, 3, 3 }, 1 },
+            { 3, { 0, 1, 2, 0, 1 }, { 3, 3, 3 }, 1 },
+            { 3, { 0, 1, 2 }, { -3, low, 3 }, 1 },
+            { 3, { 0, 1, 2 }, { 3, huge, huge, huge }, 1 },
+            { -5, { 0, 1, 2 }, { 3 }, 0 },
+        };
+        for (const auto &[vertexCount, indices, counts, triangles] : rows) {
+            const std::string line = "faces dropped for too few, repeated or missing corners: " +
+                std::to_string(int(counts.size()) - triangles);
+            QTest::ignoreMessage(QtDebugMsg, line.c_str());
+            Topology topology;
+            topology.build(vertexCount, indices, counts);
+            QVERIFY(topology.validate() && topology.triangleCount() == triangles);
+            QCOMPARE(topology.vertexCount(), std::max(vertexCount, 0));
         }
-        QVERIFY2(volume > 0.0, qPrintable(mesh.name));
-        const Expected expected(mesh);
-        for (int v = 0; v < mesh.vertexCount(); ++v) {
-            const Indices ring = neighbours(topology.rings(), mesh.vertexCount(), v);
-            for (size_t i = 0; i < ring.size(); ++i)
-                QVERIFY2(
-                    expected.corners.count({ quint32(v), ring[i], ring[(i + 1) % ring.size()] }),
-                    qPrintable(mesh.name));
+        std::mt19937 random(7);
+        const auto below = [&](int bound) { return int(random() % unsigned(bound)); };
+        QLoggingCategory::setFilterRules(QStringLiteral("plexmold.layers.debug=false"));
+        for (int round = 0; round < 3000; ++round) {
+            const int vertexCount = 1 + below(12);
+            Ints counts(size_t(below(20))), indices(size_t(below(80)));
+            for (qint32 &count : counts)
+                count = below(50) ? 3 + below(4) : -1;
+            for (qint32 &index : indices)
+                index = below(50) ? below(vertexCount) : below(40) - 20;
+            Topology topology;
+            topology.build(vertexCount, indices, counts);
+            QString fault;
+            QVERIFY2(topology.validate(&fault), qPrintable(fault));
         }
     }
-}
 
-/// Seen from +z, which is outside, rings run clockwise.
-void TopologyTest::openRingsRunFromBorderToBorder()
-{
-    const Topology sheet = testGrid(3).topology();
-    QCOMPARE(neighbours(sheet.rings(), 9, 0), (Indices { 3, 1 }));
-    QCOMPARE(neighbours(sheet.rings(), 9, 1), (Indices { 0, 4, 2 }));
-    QCOMPARE(neighbours(sheet.rings(), 9, 8), (Indices { 5, 7 }));
-    const Topology fans = testTwoFans().topology(); // one after the other
-    QCOMPARE(neighbours(fans.rings(), 7, 0), (Indices { 1, 2, 3, 4, 5, 6 }));
-    Topology polygon;
-    polygon.build(5, { 4, 0, 1, 2, 3 }, { 5 });
-    QCOMPARE(polygon.triangles(), (Indices { 4, 1, 0, 4, 2, 1, 4, 3, 2 }));
-}
-
-void TopologyTest::brokenFacesAreDropped_data()
-{
-    QTest::addColumn<int>("vertexCount");
-    QTest::addColumn<QVector<int>>("indices");
-    QTest::addColumn<QVector<int>>("counts");
-    QTest::addColumn<int>("triangles");
-    const int huge = std::numeric_limits<int>::max(), lowest = std::numeric_limits<int>::min();
-    using Ints = QVector<int>;
-    QTest::newRow("few corners") << 3 << Ints { 0, 1, 0, 1, 2 } << Ints { 2, 0, 3 } << 1;
-    QTest::newRow("repeated") << 4 << Ints { 0, 1, 0, 2, 1, 2, 3 } << Ints { 4, 3 } << 1;
-    QTest::newRow("missing") << 3 << Ints { 0, 1, 3, 0, -1, 2, 0, 1, 2 } << Ints { 3, 3, 3 } << 1;
-    QTest::newRow("short list") << 3 << Ints { 0, 1, 2, 0, 1 } << Ints { 3, 3, 3 } << 1;
-    QTest::newRow("negative count") << 3 << Ints { 0, 1, 2 } << Ints { -3, lowest, 3 } << 1;
-    QTest::newRow("huge counts") << 3 << Ints { 0, 1, 2 } << Ints { 3, huge, huge, huge } << 1;
-    QTest::newRow("negative vertices") << -5 << Ints { 0, 1, 2 } << Ints { 3 } << 0;
-}
-
-void TopologyTest::brokenFacesAreDropped()
-{
-    QFETCH(int, vertexCount);
-    QFETCH(QVector<int>, indices);
-    QFETCH(QVector<int>, counts);
-    QFETCH(int, triangles);
-    const std::string line = "faces dropped for too few, repeated or missing corners: " +
-        std::to_string(counts.size() - triangles);
-    QTest::ignoreMessage(QtDebugMsg, line.c_str());
-    Topology topology;
-    topology.build(vertexCount, { indices.begin(), indices.end() },
-                   { counts.begin(), counts.end() });
-    QVERIFY(topology.validate());
-    QCOMPARE(topology.triangleCount(), triangles);
-    QCOMPARE(topology.vertexCount(), std::max(vertexCount, 0));
-}
-
-void TopologyTest::randomFacesStayConsistent()
-{
-    std::mt19937 random(7);
-    const auto below = [&](int bound) { return int(random() % unsigned(bound)); };
-    QLoggingCategory::setFilterRules(QStringLiteral("plexmold.layers.debug=false"));
-    for (int round = 0; round < 3000; ++round) {
-        const int vertexCount = 1 + below(12);
-        std::vector<qint32> counts(size_t(below(20))), indices(size_t(below(80)));
-        for (qint32 &count : counts)
-            count = below(50) ? 3 + below(4) : -1;
-        for (qint32 &index : indices)
-            index = below(50) ? below(vertexCount) : below(40) - 20;
-        Topology topology;
-        topology.build(vertexCount, indices, counts);
-        QString fault;
-        QVERIFY2(topology.validate(&fault), qPrintable(fault));
+    /// Two sheets, one just above the other.
+    void falloffDoesNotJumpAGap()
+    {
+        TestMesh mesh = testGrid(5, 5);
+        const TestMesh above = mesh;
+        for (const QVector4D &p : above.points)
+            mesh.points.push_back(p + QVector4D(0, 0, 0.01f, 0));
+        for (const qint32 index : above.indices)
+            mesh.indices.push_back(index + above.vertexCount());
+        mesh.counts.insert(mesh.counts.end(), above.counts.begin(), above.counts.end());
+        const std::vector<float> falloff = mesh.topology().surfaceFalloff(12, mesh.points, 0.6f);
+        QVERIFY(falloff[12] == 1.0f && falloff[13] > 0.0f);
+        QVERIFY(std::all_of(falloff.begin() + 25, falloff.end(), [](float f) { return f == 0; }));
     }
-    QLoggingCategory::setFilterRules(QString());
-}
 
-/// Two sheets, one just above the other.
-void TopologyTest::falloffDoesNotJumpAGap()
-{
-    TestMesh mesh = testGrid(5, 5);
-    const TestMesh above = mesh;
-    for (const QVector4D &p : above.points)
-        mesh.points.push_back(p + QVector4D(0, 0, 0.01f, 0));
-    for (const qint32 index : above.indices)
-        mesh.indices.push_back(index + above.vertexCount());
-    mesh.counts.insert(mesh.counts.end(), above.counts.begin(), above.counts.end());
+    /// Far from the origin on one side, so that a box begun at zero would show.
+    void boundsPassOverBrokenPoints()
+    {
+        TestMesh mesh = testNaNPoint();
+        QVERIFY(!boundsOf({}) && !boundsOf({ mesh.points[12], mesh.points[0] }));
+        for (QVector4D &point : mesh.points)
+            point += QVector4D(10, -10, 5, 0);
+        const std::optional<PointBounds> bounds = boundsOf(mesh.points);
+        QVERIFY(bounds && bounds->low.z() >= 4.9f && bounds->high.z() <= 5.1f);
+        QCOMPARE(bounds->low, QVector3D(9, -11, bounds->low.z()));
+        QCOMPARE(bounds->high, QVector3D(11, -9, bounds->high.z()));
+    }
 
-    const std::vector<float> falloff = mesh.topology().surfaceFalloff(12, mesh.points, 0.6f);
-    QCOMPARE(falloff[12], 1.0f);
-    QVERIFY(falloff[13] > 0.0f);
-    QVERIFY(std::all_of(falloff.begin() + 25, falloff.end(), [](float f) { return f == 0.0f; }));
-}
+    void sparsePointsKeepWhatIsThere()
+    {
+        const QVector4D p(1, -2, 3, 0), none, w(0, 0, 0, 1);
+        for (const PointArray &deltas : { PointArray {},
+                                          { none },
+                                          { p },
+                                          { p, none, none, p, p },
+                                          { none, p, none, w, none } }) {
+            PointArray points(deltas.size(), QVector4D(1, 1, 1, 1)), expected = points;
+            SparsePoints(deltas).addTo(points, 0.5f);
+            for (size_t i = 0; i < deltas.size(); ++i)
+                expected[i] += deltas[i] * 0.5f;
+            QCOMPARE(points, expected);
+        }
+        PointArray stroke(1000);
+        std::fill_n(stroke.begin() + 100, 10, p);
+        QVERIFY(SparsePoints(stroke).storedBytes() < 200);
+    }
+};
 
 QTEST_APPLESS_MAIN(TopologyTest)
 #include "TopologyTest.moc"

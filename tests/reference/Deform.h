@@ -12,8 +12,8 @@ using Weights = std::vector<double>;
 struct Scene {
     Rings rings;
     Neighbours springs;
-    Pose position, normal, deltas, basePoints, offsetPoints, rest;
-    Weights mask;
+    Pose position {}, normal {}, deltas {}, basePoints {}, offsetPoints {}, rest {};
+    Weights mask {};
 };
 
 /// Replaces the pose `count` times by what `rule` makes of every vertex of the one before.
@@ -137,6 +137,33 @@ inline Pose clothSimulation(const Scene &s, int steps)
         }
     }
     return x[0];
+}
+
+/// One layer's pass over the scene's position. Of a jiggle layer it is the step of one frame, from
+/// "deltas" and "basePoints".
+inline void apply(Scene &s, const LayerData &layer, double weight)
+{
+    const Pose before = s.position;
+    const int clones = layer.cloneIterations();
+    switch (layer.kind()) {
+    case LayerKind::Sculpt:
+        s.position = addDeltas(s, before, s.basePoints, s.offsetPoints, weight, layer.tangent());
+        s.position = clone(s, s.position, s.offsetPoints, std::max(weight, 0.0), true, clones);
+        break;
+    case LayerKind::Mush:
+        s.position = layer.iterations() > 0 ? mush(s, layer.iterations(), clones, weight) : before;
+        break;
+    case LayerKind::Relax:
+        s.position = relax(s, before, weight, true, layer.iterations());
+        break;
+    case LayerKind::Jiggle:
+        s.normal = vertexNormals(s, before);
+        jiggle(s, { weight, layer.damping(), layer.stiffness(), layer.asMuscle() });
+        s.position = clone(s, s.position, before, 1.0, false, clones); // keeps the incoming shape
+        break;
+    case LayerKind::Cloth:
+        s.position = clone(s, before, clothSimulation(s, layer.iterations()), weight, false, 5);
+    }
 }
 
 } // namespace reference

@@ -100,12 +100,12 @@ private:
 /// What the sculpt step reads, and after it what it leaves.
 struct Dab {
     Rings rings;
-    Pose position, normal, deltas, backupPoints, offsetPoints;
-    std::vector<double> mask, falloff;
-    Area area;
-    BrushFrame frame;
-    BrushSettings brush;
-    Vec moveVector;
+    Pose position {}, normal {}, deltas {}, backupPoints {}, offsetPoints {};
+    std::vector<double> mask {}, falloff {};
+    Area area {};
+    BrushFrame frame {};
+    BrushSettings brush {};
+    Vec moveVector {};
 };
 
 inline double alphaOf(const Dab &dab, const Alpha &alpha, Vec p)

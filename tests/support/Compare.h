@@ -41,3 +41,13 @@ inline bool valuesMatch(const std::vector<float> &actual, const std::vector<doub
         pose.push_back({ value, 0.0, 0.0 });
     return pointsMatch(points, pose, tolerance);
 }
+
+/// NaNs of one pattern count as the same, and 0 and -0 do not.
+inline bool sameBits(const PointArray &a, const PointArray &b)
+{
+    const auto bytes = [](const PointArray &points) {
+        return QByteArray::fromRawData(reinterpret_cast<const char *>(points.data()),
+                                       int(points.size() * sizeof(QVector4D)));
+    };
+    return bytes(a) == bytes(b);
+}

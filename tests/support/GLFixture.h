@@ -1,10 +1,11 @@
 #pragma once
 
+#include "support/Needs.h"
+
 #include <QOffscreenSurface>
 #include <QOpenGLContext>
 #include <QOpenGLFunctions_4_3_Core>
 #include <QSurfaceFormat>
-#include <QtTest>
 
 /// An offscreen OpenGL 4.3 core context, current once made. Further fixtures made while one lives
 /// may share its objects. Make it before the objects of a test, so that it outlives them.
@@ -40,12 +41,3 @@ private:
     GLuint m_vertexArray = 0;
     bool m_valid = false;
 };
-
-/// At the head of initTestCase(): without a context the test skips, or fails where one is required.
-#ifdef REQUIRE_GL
-#define SKIP_WITHOUT_GL(fixture) QVERIFY2((fixture).valid(), "no OpenGL 4.3 context")
-#else
-#define SKIP_WITHOUT_GL(fixture)                                                                   \
-    if (!(fixture).valid())                                                                        \
-    QSKIP("no OpenGL 4.3 context")
-#endif

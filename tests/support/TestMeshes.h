@@ -53,6 +53,16 @@ struct TestMesh {
     }
 };
 
+/// Twists about the x axis, further the further out.
+inline PointArray bent(PointArray points, float angle)
+{
+    for (QVector4D &p : points) {
+        const float turn = angle * p.x(), c = std::cos(turn), s = std::sin(turn);
+        p = QVector4D(p.x(), c * p.y() - s * p.z(), s * p.y() + c * p.z(), p.w());
+    }
+    return points;
+}
+
 /// Vertices that no face uses.
 inline TestMesh testLoosePoints(int count)
 {

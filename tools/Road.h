@@ -7,9 +7,9 @@
 #include "layers/CommandStack.h"
 #include "layers/Layer.h"
 #include "layers/LayerManager.h"
-#include "support/Driver.h"
 #include "timeline/TimeControls.h"
 #include "timeline/Timeline.h"
+#include "tools/Driver.h"
 #include "viewport/MeshScope.h"
 #include "viewport/ScreenRay.h"
 #include "viewport/Viewport.h"
@@ -22,7 +22,7 @@
 
 /// The main job from end to end, one station after the other, by mouse and keys alone: import,
 /// play, scrub, add a layer, stroke, ride, undo, redo, save, new, open. The demo takes its pictures
-/// at these stations, the test holds them to account.
+/// at these stations.
 class Road {
 public:
     struct Station {

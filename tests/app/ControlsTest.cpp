@@ -1,0 +1,223 @@
+#include "gpu/CameraWindow.h"
+#include "gpu/ImagePlane.h"
+#include "support/Stage.h"
+#include "timeline/RangeSlider.h"
+
+#include <QLineEdit>
+#include <QMenu>
+#include <QSlider>
+#include <QToolButton>
+
+/// Every field and button of every panel: what a person does to it changes its own value and no
+/// other.
+class ControlsTest : public QObject {
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+    void everyFieldHoldsItsValue();
+    void everyButtonDoesItsThing();
+    void theMenuCopies();
+    void aNameClickSelects();
+
+private:
+    Stage m_stage;
+};
+
+namespace {
+
+struct Field {
+    const char *label;
+    const char *typed;
+    QWidget *panel;
+    std::function<double()> held;
+};
+
+/// One of each kind of layer stands in the list, in the order of the kinds.
+std::vector<Field> allFields()
+{
+    std::vector<Field> fields;
+    const auto ofLayer = [&](LayerKind kind, const char *label, const char *typed, auto getter) {
+        Layer *layer = Global::layers()[size_t(kind)];
+        fields.push_back({ label, typed, layer,
+                           [layer, getter] { return double((layer->data()->*getter)()); } });
+    };
+    using Data = const LayerData;
+    int (LayerData::*iterations)() const = &Data::iterations;
+    for (int kind = 0; kind < 5; ++kind)
+        ofLayer(LayerKind(kind), "Intensity:", "0.53", &Data::intensity);
+    ofLayer(LayerKind::Sculpt, "Force Shape Iterations: ", "2", &Data::cloneIterations);
+    ofLayer(LayerKind::Mush, "Relax Iterations:", "3", iterations);
+    ofLayer(LayerKind::Mush, "Force Rest Pose Iterations:", "4", &Data::cloneIterations);
+    ofLayer(LayerKind::Relax, "Relax Iterations:", "-5", iterations);
+    ofLayer(LayerKind::Jiggle, "keep Integrity Iterations:", "1", &Data::cloneIterations);
+    ofLayer(LayerKind::Jiggle, "Damping: ", "0.2", &Data::damping);
+    ofLayer(LayerKind::Jiggle, "Stiffness :", "0.75", &Data::stiffness);
+    ofLayer(LayerKind::Jiggle, "AsMuscle:", "1", &Data::asMuscle);
+    ofLayer(LayerKind::Cloth, "Iterations:", "12", iterations);
+
+    const auto of = [&](QWidget *panel, const char *label, const char *typed, auto held) {
+        fields.push_back({ label, typed, panel, held });
+    };
+    of(Global::layerManager(), "Envelope: ", "0.25", [] { return Global::globalEnvelope(); });
+    of(Global::timeControls(), "Min", "-7", [] { return Stage::ruler().minFrame(); });
+    of(Global::timeControls(), "Max", "1050", [] { return Stage::ruler().maxFrame(); });
+    of(Global::timeControls(), "Time", "13", [] { return Stage::ruler().currentFrame(); });
+    const auto plate = [&](const char *label, const char *typed, float PlateSettings::*value) {
+        of(Global::cameraWindow(), label, typed,
+           [value] { return Global::imagePlane()->settings().*value; });
+    };
+    of(Global::cameraWindow(), "Fov:", "60",
+       [] { return Global::auxViewport()->camera().fieldOfView(); });
+    plate("Scale X:", "1.5", &PlateSettings::scaleX);
+    plate("Scale Y:", "-2.25", &PlateSettings::scaleY);
+    plate("Offset X:", "-0.125", &PlateSettings::offsetX);
+    plate("Offset Y:", "0.5", &PlateSettings::offsetY);
+    plate("Depth:", "12.5", &PlateSettings::depth);
+    plate("Opacity:", "0.5", &PlateSettings::opacity);
+    return fields;
+}
+
+QLineEdit *editOf(const Field &field)
+{
+    return Stage::beside<QLineEdit>(QLatin1String(field.label), field.panel);
+}
+
+/// Opens the layer's menu with the right button and clicks the entry.
+void chooseFromMenu(Layer *layer, const QString &entry)
+{
+    QTimer::singleShot(100, layer, [entry] {
+        auto *menu = qobject_cast<QMenu *>(QApplication::activePopupWidget());
+        for (QAction *action : menu ? menu->actions() : QList<QAction *>())
+            if (action->text() == entry)
+                QTest::mouseClick(menu, Qt::LeftButton, {}, menu->actionGeometry(action).center());
+        if (QWidget *open = QApplication::activePopupWidget())
+            open->close();
+    });
+    QWidget *spot = layer->findChildren<QLabel *>().last(); // not the name, which would select
+    Stage::bringIntoView(spot);
+    Driver::click(spot, Qt::RightButton);
+}
+
+}
+
+void ControlsTest::initTestCase()
+{
+    NEEDS_GL(m_stage.hasGL());
+    Global::mainWindow()->resize(1000, 900);
+    m_stage.import(testSphere(12, 8));
+    for (int kind = 0; kind < 5; ++kind)
+        Stage::addLayer(LayerKind(kind));
+    Global::cameraWindow()->show();
+}
+
+void ControlsTest::everyFieldHoldsItsValue()
+{
+    const std::vector<Field> fields = allFields();
+    const auto heldByAll = [&] {
+        std::vector<double> values;
+        for (const Field &field : fields)
+            values.push_back(field.held());
+        return values;
+    };
+    for (size_t i = 0; i < fields.size(); ++i) {
+        QLineEdit *edit = editOf(fields[i]);
+        QVERIFY2(edit, fields[i].label);
+        std::vector<double> expected = heldByAll();
+        expected[i] = QByteArray(fields[i].typed).toFloat();
+        const quint64 evaluations = gpuCounters().evaluations;
+        Stage::type(edit, QLatin1String(fields[i].typed));
+        QVERIFY2(heldByAll() == expected, fields[i].label);
+        QVERIFY2(gpuCounters().evaluations > evaluations || i > 14, fields[i].label);
+    }
+    // And each shows what its layer holds when a scene brings it back, without changing it.
+    const QString path = m_stage.path(QStringLiteral("fields.pxm"));
+    Global::saveScene(path);
+    Driver::answerFileDialog(path);
+    Stage::key(Qt::Key_O, Qt::ControlModifier);
+    QCOMPARE(Global::layers().size(), size_t(5));
+    const std::vector<Field> opened = allFields();
+    for (size_t i = 0; i < 14; ++i) {
+        QCOMPARE(editOf(opened[i])->text(), QLatin1String(opened[i].typed));
+        QCOMPARE(opened[i].held(), double(QByteArray(opened[i].typed).toFloat()));
+    }
+    QCOMPARE(Global::globalEnvelope(), 1.0f); // a new scene's
+}
+
+void ControlsTest::everyButtonDoesItsThing()
+{
+    Layer *sculpt = Global::layers().front();
+    auto *tangent = Stage::beside<QAbstractButton>(QStringLiteral("Tangent"), sculpt);
+    Stage::bringIntoView(tangent);
+    for (const bool on : { true, false }) {
+        const quint64 evaluations = gpuCounters().evaluations;
+        Driver::click(tangent);
+        QVERIFY(sculpt->data()->tangent() == on && tangent->isChecked() == on);
+        QCOMPARE(gpuCounters().evaluations, evaluations + 1);
+        Stage::tick(QStringLiteral("by surface"));
+        QVERIFY(MainWindow::bySurface() == on);
+    }
+    auto *slider = Stage::beside<QSlider>(QStringLiteral("Intensity:"), sculpt);
+    slider->setFocus();
+    QTest::keyClick(slider, Qt::Key_Left);
+    QCOMPARE(sculpt->data()->intensity(), 0.51f);
+
+    QAbstractButton *cotangent = Stage::button(QStringLiteral("cotangent"));
+    Stage::press({ 8, 8 }, {}, Qt::LeftButton, cotangent);
+    QVERIFY(MainWindow::cotangent());
+    Stage::release({ 8, 80 }, {}, Qt::LeftButton, cotangent);
+    QVERIFY(MainWindow::cotangent() && !cotangent->isChecked()); // deliberate: they now disagree
+
+    const auto brushes = Global::mainWindow()->findChildren<BrushButton *>();
+    QCOMPARE(brushes.size(), 9);
+    for (BrushButton *brush : brushes) {
+        Stage::press({ 25, 25 }, {}, Qt::LeftButton, brush->button());
+        for (const BrushButton *other : brushes)
+            QCOMPARE(other->button()->isChecked(), other == brush);
+        QCOMPARE(Global::currentBrush(), brush->brush()); // on the press already
+        Stage::release({ 25, 25 }, {}, Qt::LeftButton, brush->button());
+    }
+}
+
+void ControlsTest::theMenuCopies()
+{
+    Layer *from = Global::layers()[1], *to = Global::layers()[2];
+    const std::vector<float> mask(size_t(Global::mesh()->vertexCount()), 0.5f);
+    const std::vector<LayerKey> keys { { 0.5, 0.25f, true }, { 1.0, 1.0f, false } };
+    from->data()->setMask(mask);
+    from->data()->setKeys(keys);
+    chooseFromMenu(from, QStringLiteral("Copy Mask"));
+    chooseFromMenu(from, QStringLiteral("Copy Keys"));
+    from->data()->setMask({}); // the clipboard holds copies
+    from->data()->setKeys({});
+    chooseFromMenu(to, QStringLiteral("Paste Mask"));
+    chooseFromMenu(to, QStringLiteral("Paste Keys"));
+    QVERIFY(to->data()->mask() == mask && to->data()->keys() == keys);
+    QVERIFY(Stage::read<float>(Semantic::kMask) == mask);
+    Driver::whenShown<QDialog>([](QDialog *dialog) {
+        dialog->findChild<QLineEdit *>()->setText(QStringLiteral("Elbow"));
+        dialog->accept();
+    });
+    chooseFromMenu(to, QStringLiteral("Rename"));
+    QCOMPARE(to->data()->name(), QStringLiteral("Elbow"));
+}
+
+void ControlsTest::aNameClickSelects()
+{
+    for (Layer *layer : Global::layers()) {
+        Stage::bringIntoView(Stage::nameLabel(layer));
+        Driver::click(Stage::nameLabel(layer));
+        QVERIFY(Global::currentLayer() == layer && Global::mainWindow()->focusWidget() == layer);
+        for (Layer *other : Global::layers()) { // the middle of the left border
+            const QImage picture = other->grab().toImage();
+            const bool marked = picture.pixelColor(0, other->height() / 2) == QColor(0xffa02f);
+            QCOMPARE(marked, other == layer);
+        }
+    }
+    QKeyEvent repeated(QEvent::KeyPress, Qt::Key_Delete, Qt::NoModifier, QString(), true);
+    QApplication::sendEvent(Global::currentLayer(), &repeated); // asks nothing
+    QCOMPARE(Global::layers().size(), size_t(5));
+}
+
+PLEXMOLD_TEST_MAIN(ControlsTest)
+#include "ControlsTest.moc"

@@ -1,0 +1,263 @@
+#include "alembic/CameraRecord.h"
+#include "gpu/ImageSequence.h"
+#include "viewport/Lens.h"
+#include "viewport/OrbitCamera.h"
+#include "viewport/PixelLine.h"
+#include "viewport/ScreenRay.h"
+#include "viewport/StrengthLabel.h"
+
+#include <QTemporaryDir>
+#include <QtTest>
+
+#include <cmath>
+
+namespace {
+
+constexpr int kWidth = 640, kHeight = 480;
+
+// The window point of the camera that turns about y, then tilts about x, then moves by `pan`, all
+// about a pivot; written from the trigonometry.
+QPointF plainPixel(const OrbitCamera &camera, const QVector3D &point, const QVector3D &pivot,
+                   double fieldOfView)
+{
+    const double turn = camera.turn(), tilt = camera.tilt();
+    const QVector3D q = point - pivot;
+    const double x = q.x() * std::cos(turn) + q.z() * std::sin(turn);
+    const double z = -q.x() * std::sin(turn) + q.z() * std::cos(turn);
+    const QVector3D moved = pivot + camera.pan();
+    const double depth = -(q.y() * std::sin(tilt) + z * std::cos(tilt) + moved.z());
+    const double scale = 0.5 * kHeight / std::tan(fieldOfView * M_PI / 360.0) / depth;
+    return { 0.5 * kWidth + scale * (x + moved.x()),
+             0.5 * kHeight + scale * (q.y() * std::cos(tilt) - z * std::sin(tilt) + moved.y()) };
+}
+
+QPointF pixelOf(const CameraMatrices &matrices, const QVector3D &point)
+{
+    const QVector3D ndc = (matrices.projection * matrices.view).map(point);
+    return { (double(ndc.x()) * 0.5 + 0.5) * matrices.width,
+             (double(ndc.y()) * 0.5 + 0.5) * matrices.height };
+}
+
+double distance(const QPointF &a, const QPointF &b) { return QLineF(a, b).length(); }
+
+OrbitCamera sizedCamera()
+{
+    OrbitCamera camera;
+    camera.setSize(kWidth, kHeight);
+    camera.beginDrag(0, 0);
+    return camera;
+}
+
+// The pixel nearest to the true line at every step of the longer axis, from its equation.
+std::vector<QPoint> roundedLine(const QPoint &from, const QPoint &delta)
+{
+    const bool alongY = std::abs(delta.y()) > std::abs(delta.x());
+    const int length = alongY ? delta.y() : delta.x();
+    const int rise = alongY ? delta.x() : delta.y();
+    std::vector<QPoint> line { from };
+    for (int step = 1; step <= std::abs(length); ++step) {
+        const double height = std::abs(double(rise)) * step / std::abs(length);
+        // Half-way pixels go to the farther side only on the way up the longer axis.
+        const double nearest = length > 0 ? std::floor(height + 0.5) : std::ceil(height - 0.5);
+        const int major = length > 0 ? step : -step;
+        const int minor = int(rise < 0 ? -nearest : nearest);
+        line.push_back(from + (alongY ? QPoint(minor, major) : QPoint(major, minor)));
+    }
+    return line;
+}
+
+std::vector<QPoint> stroke(const std::vector<QPoint> &path, double spacing)
+{
+    QPoint lastStamp = path.front();
+    std::vector<QPoint> stamps;
+    for (size_t i = 1; i < path.size(); ++i) {
+        const auto more = stampsAlong(pixelLine(path[i - 1], path[i]), spacing, lastStamp);
+        stamps.insert(stamps.end(), more.begin(), more.end());
+    }
+    return stamps;
+}
+
+}
+
+/// Cameras, rays, strokes' pixels and the rules of the mouse, as values.
+class ViewMathTest : public QObject {
+    Q_OBJECT
+
+private slots:
+    void orbitsAsTheTrigonometrySays()
+    {
+        OrbitCamera camera = sizedCamera();
+        const QVector3D point(1.5f, -2.25f, 0.75f);
+        QVERIFY(distance(pixelOf(camera.matrices(), point), plainPixel(camera, point, {}, 45)) <
+                0.01); // single precision over a few hundred pixels
+        camera.setFieldOfView(20);
+        camera.frameBox({ 1, 2, 3 }, { 3, 4, 4 });
+        camera.beginDrag(100, 100);
+        camera.orbitDrag(131, 80, DragKind::Tumble);
+        camera.orbitDrag(140, 60, DragKind::Pan);
+        camera.orbitDrag(140, 300, DragKind::Dolly);
+        QVERIFY(distance(pixelOf(camera.matrices(), point),
+                         plainPixel(camera, point, { 2, 3, 3.5 }, 20)) < 0.01);
+        for (const float impossible : { 0.0f, -1.0f, 180.0f, float(qQNaN()) })
+            camera.setFieldOfView(impossible);
+        QCOMPARE(camera.fieldOfView(), 20.0f);
+        const QMatrix4x4 projection = camera.matrices().projection;
+        QVERIFY(qAbs(projection.map(QVector3D(0, 0, -0.1f)).z() + 1) < 1e-4f);
+        QVERIFY(qAbs(projection.map(QVector3D(0, 0, -10000)).z() - 1) < 1e-4f);
+
+        // Sideways or downwards enlarges, the longer way wins, a tie is the vertical one's.
+        const std::tuple<int, int, int> dollies[] = {
+            { 30, 20, 30 }, { -20, 30, -30 }, { 25, 25, -25 }, { 0, -7, 7 }
+        };
+        for (const auto &[dx, dy, pixels] : dollies) {
+            OrbitCamera dolly = sizedCamera();
+            dolly.orbitDrag(dx, dy, DragKind::Dolly);
+            QVERIFY(qAbs(dolly.pan().z() - (-20.0f + float(pixels) * 0.02f)) < 1e-5f);
+        }
+    }
+
+    void framingOnePointStopsTheDolly()
+    {
+        OrbitCamera camera = sizedCamera();
+        camera.frameBox({ 1, 2, 3 }, { 1, 2, 3 });
+        QCOMPARE(camera.pan(), QVector3D(-1, -2, -3));
+        camera.orbitDrag(0, 500, DragKind::Dolly);
+        camera.orbitDrag(40, 500, DragKind::Pan); // the eye sits in the pivot: no scale to pan by
+        QCOMPARE(camera.pan(), QVector3D(-1, -2, -3));
+        camera.reset();
+        QCOMPARE(camera.view(), OrbitCamera().view());
+    }
+
+    void pictureMovesWithTheCursorAndStopsShrinking()
+    {
+        OrbitCamera camera = sizedCamera();
+        const QMatrix4x4 sceneView = OrbitCamera().view();
+        const QVector3D point(0.5f, 1, -0.25f);
+        const QPointF before = pixelOf(camera.matrices(sceneView), point);
+        camera.pictureDrag(64, -36, DragKind::Pan);
+        QVERIFY(distance(pixelOf(camera.matrices(sceneView), point), before + QPointF(64, -36)) <
+                0.01);
+        // It stops while the drag goes on being counted.
+        for (const auto &[heights, zoom] :
+             { std::pair(10.0, 0.1f), { 1.0, 0.1f }, { 0.5, 0.5f } }) {
+            camera.pictureDrag(64, -36 + int(heights * kHeight), DragKind::Dolly);
+            QCOMPARE(camera.picture()(0, 0), zoom);
+            QCOMPARE(camera.picture()(1, 1), zoom);
+        }
+        camera.pictureDrag(300, 300, DragKind::Tumble);
+        camera.resetPicture();
+        QVERIFY(camera.picture().isIdentity() && camera.view() == sceneView);
+    }
+
+    void raysAndRadiiAgreeWithTheProjection()
+    {
+        OrbitCamera camera = sizedCamera();
+        camera.frameBox({ 90, 0, -40 }, { 130, 60, 10 });
+        camera.pictureDrag(40, 25, DragKind::Pan);
+        camera.pictureDrag(40, -75, DragKind::Dolly);
+        QMatrix4x4 scaled = camera.view();
+        scaled.scale(2.5f);
+        for (const CameraMatrices &matrices :
+             { camera.matrices(), camera.matrices(camera.view()), camera.matrices(scaled) }) {
+            for (const QPoint &pixel : { QPoint(0, 0), QPoint(17, 400), QPoint(639, 480) }) {
+                const ScreenRay ray = screenRay(pixel, matrices);
+                // Not at the near end itself: a tenth of a unit from the eye, single precision at
+                // these coordinates is a fraction of a pixel.
+                for (const float share : { 0.001f, 0.01f, 1.0f })
+                    QVERIFY(
+                        distance(pixelOf(matrices,
+                                         ray.nearPoint + (ray.farPoint - ray.nearPoint) * share),
+                                 pixel) < 0.05);
+                QVERIFY(qAbs(-matrices.view.map(ray.nearPoint).z() - 0.1f) < 2e-3f);
+            }
+            const QVector3D hit(100, 20, -10);
+            const QVector3D up =
+                matrices.view.row(1).toVector3D().normalized() * worldRadius(80, hit, matrices);
+            QVERIFY(qAbs(distance(pixelOf(matrices, hit + up), pixelOf(matrices, hit)) - 80) <
+                    0.05);
+        }
+        const ScreenRay ray { { 0, 0, 5 }, { 2, 0, -5 } };
+        QCOMPARE(planeHit(ray, { 7, 7, 0 }, { 0, 0, 1 }).value(), QVector3D(1, 0, 0));
+        QVERIFY(!planeHit(ray, { 0, 3, 0 }, { 0, 1, 0 }).has_value());
+        CameraRecord lens;
+        QCOMPARE(verticalFieldOfView(lens), 0.0f);
+        lens.verticalAperture = 2.4f;
+        lens.focalLength = 12.0f; // half the film is as high as the lens is long
+        QCOMPARE(verticalFieldOfView(lens), 90.0f);
+    }
+
+    void strokesTakeTheNearestPixels()
+    {
+        for (int dx = -13; dx <= 13; ++dx)
+            for (int dy = -13; dy <= 13; ++dy)
+                QVERIFY(pixelLine({ -3, 7 }, { dx - 3, dy + 7 }) ==
+                        roundedLine({ -3, 7 }, { dx, dy }));
+        const std::tuple<int, double, int> rows[] = { // the last: every how many pixels
+                                                      { 0, 0.0, 1 },
+                                                      { 10, 1.5, 2 },
+                                                      { 20, 3.0, 4 },
+                                                      { 50, 7.5, 8 },
+                                                      { 200, 7.5, 8 }
+        };
+        for (const auto &[radius, spacing, step] : rows) {
+            QCOMPARE(stampSpacing(radius), spacing);
+            for (const int sign : { 1, -1 }) {
+                const auto stamps = stroke({ { 0, 3 }, { 32 * sign, 3 } }, spacing);
+                QCOMPARE(int(stamps.size()), 32 / step);
+                for (int i = 0; i < 32 / step; ++i)
+                    QCOMPARE(stamps[size_t(i)], QPoint((i + 1) * step * sign, 3));
+            }
+        }
+        QCOMPARE(stroke({ { 0, 0 }, { 12, 12 } }, 7.5), // 8.49 pixels apart
+                 std::vector<QPoint>({ { 6, 6 }, { 12, 12 } }));
+        for (const QPoint &end : { QPoint(100, 0), QPoint(0, -100), QPoint(100, -50) }) {
+            std::vector<QPoint> slow; // fifty events give the stamps of one
+            for (int i = 0; i <= 50; ++i)
+                slow.push_back(end * i / 50);
+            QCOMPARE(stroke(slow, 7.5), stroke({ { 0, 0 }, end }, 7.5));
+        }
+    }
+
+    void strengthLabels()
+    {
+        const std::pair<float, const char *> rows[] = {
+            { 1.0f, "1" },        { 0.0f, "0" },      { 0.5f, "0.50" },
+            { 0.123f, "0.12" },   { 0.999f, "0.99" }, { 0.9999999f, "1.00" }, // six digits round up
+            { 0.00001f, "0.00" }, { 1.25f, "1.25" },
+        };
+        for (const auto &[strength, label] : rows)
+            QCOMPARE(strengthLabel(strength), QLatin1String(label));
+    }
+
+    void imageSequences()
+    {
+        // The folder's files, the one chosen, and what is found as frame=name.
+        const std::tuple<const char *, const char *, const char *> rows[] = {
+            { "p.0009.png p.0010.png p.11.png q.0012.png p.0013.jpg", "p.0010.png",
+              "9=p.0009.png 10=p.0010.png 11=p.11.png" },
+            { "s2_01.png s2_02.png s3_03.png", "s2_02.png", "1=s2_01.png 2=s2_02.png" },
+            { "a1.png a01.png a2.png", "a1.png", "1=a1.png 2=a2.png" },
+            { "still.png still1.png", "still.png", "-5=still.png" },
+            { "x3.jp2 x4.jp2", "x4.jp2", "3=x3.jp2 4=x4.jp2" },
+            { "x.3 x.4", "x.3", "3=x.3 4=x.4" },
+            { "b99999999999.png b1.png", "b99999999999.png", "-5=b99999999999.png" },
+            { "c_001_v.png c_002_v.png c_002_w.png", "c_001_v.png", "1=c_001_v.png 2=c_002_v.png" },
+            { "d1.png", "d2.png", "" },
+        };
+        for (const auto &[files, chosen, expected] : rows) {
+            const QTemporaryDir folder;
+            for (const QString &name : QString::fromLatin1(files).split(QLatin1Char(' '))) {
+                QFile file(folder.filePath(name));
+                QVERIFY(file.open(QIODevice::WriteOnly));
+            }
+            QStringList found;
+            for (const auto &[frame, path] :
+                 scanImageSequence(folder.filePath(QLatin1String(chosen)), -5))
+                found << QStringLiteral("%1=%2").arg(frame).arg(QFileInfo(path).fileName());
+            QCOMPARE(found.join(QLatin1Char(' ')), QLatin1String(expected));
+        }
+    }
+};
+
+QTEST_APPLESS_MAIN(ViewMathTest)
+#include "ViewMathTest.moc"
