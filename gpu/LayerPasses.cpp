@@ -19,8 +19,9 @@ QString passedOver(const LayerData &layer, const QString &reason)
     return QStringLiteral("layer %1 is passed over, %2").arg(layer.name(), reason);
 }
 
-/// False, with a debug line, for a layer that cannot be applied to this mesh.
-bool canApply(const LayerData &layer, float weight, const GPUMesh &mesh)
+/// False for a layer that cannot be applied to this mesh; a debug line says so when that begins and
+/// when the reason changes, not at each frame.
+bool canApply(LayerData &layer, float weight, const GPUMesh &mesh)
 {
     const bool needsPoints = layer.kind() == LayerKind::Sculpt || layer.kind() == LayerKind::Mush;
     if (needsPoints && layer.revisedBasePoints().empty() && layer.revisedOffsetPoints().empty())
@@ -32,8 +33,9 @@ bool canApply(const LayerData &layer, float weight, const GPUMesh &mesh)
         reason = QStringLiteral("unknown kind %1").arg(int(layer.kind()));
     else if (needsPoints && !hasPointsFor(layer, mesh))
         reason = QStringLiteral("its points do not fit the mesh");
-    if (!reason.isEmpty())
+    if (!reason.isEmpty() && reason != layer.passedOverReason())
         qCDebug(lcGpu).noquote() << passedOver(layer, reason);
+    layer.passedOverReason() = reason;
     return reason.isEmpty();
 }
 

@@ -88,6 +88,8 @@ public:
     float asMuscle() const { return m_asMuscle; }
     void setAsMuscle(float amount) { m_asMuscle = amount; }
     JiggleStep &jiggleStep() { return m_jiggleStep; }
+    /// Why the stack passes over this layer, empty while it does not. Scenes do not store it.
+    QString &passedOverReason() { return m_passedOverReason; }
     /// Fetches what a simulation left elsewhere; see RevisedArray for what that needs.
     void bringHome();
 
@@ -108,4 +110,5 @@ private:
     float m_stiffness = 0.3f;
     float m_asMuscle = 0.0f;
     JiggleStep m_jiggleStep;
+    QString m_passedOverReason;
 };

@@ -2,6 +2,7 @@
 #include "gpu/GpuCounters.h"
 #include "gpu/LayerPasses.h"
 #include "gpu/MeshStage.h"
+#include "support/LogCapture.h"
 
 #include <functional>
 
@@ -170,6 +171,10 @@ private slots:
             QCOMPARE(spent(layer, 0.0f, kPlaying).everything, 0);
             QCOMPARE(spent(layer, std::numeric_limits<float>::quiet_NaN(), kPlaying).everything, 0);
             layer.editOffsetPoints().pop_back();
+            const LogCapture log;
+            for (int frame = 0; frame < 2; ++frame) // they do not fit, which is told once
+                applyLayer(mesh(), layer, 1.0f, kPlaying);
+            QCOMPARE(LogCapture::countContaining(QStringLiteral("is passed over")), int(kind < 2));
             QCOMPARE(spent(layer, 1.0f, kPlaying).everything == 0, kind < 2); // they do not fit
             QCOMPARE(spent(layer, 1.0f, { false, true }).everything == 0, kind < 2 || kind == 3);
         }
