@@ -2,6 +2,7 @@
 
 #include "alembic/ArchiveContent.h"
 #include "alembic/Log.h"
+#include "app/SlowWork.h"
 #include "layers/Topology.h"
 
 #include <QFile>
@@ -238,6 +239,7 @@ bool AlembicFile::fillTopology(Topology &topology) const
 {
     return checkValid() && attempt(failure("can't read the faces of"), [&] {
                WorldMatrices atStart(m_archive->transforms, m_archive->timeRange().first);
+               SlowWork work(QStringLiteral("importing ") + m_archive->path);
                Topology filled;
                FaceList merged;
                int total = 0;
@@ -251,6 +253,7 @@ bool AlembicFile::fillTopology(Topology &topology) const
                    merged.append(faces, int(points), total);
                    filled.addMesh(mesh.name(), int(points));
                    total += int(points);
+                   work.reached(std::size_t(total), "points");
                }
                filled.build(total, merged.indices, merged.counts);
                topology = std::move(filled);
@@ -286,6 +289,7 @@ bool AlembicFile::readPoints(PointArray &points, double seconds, const Topology 
         qCDebug(lcImport).noquote() << failure("a topology of other meshes than those of");
         return false;
     }
+    m_archive->tellChange();
     const bool none = points.size() != std::size_t(topology.vertexCount());
     if (none)
         points.assign(std::size_t(topology.vertexCount()), QVector4D(0.0f, 0.0f, 0.0f, 1.0f));

@@ -1,6 +1,8 @@
 #include "alembic/ArchiveContent.h"
 
 #include "alembic/Log.h"
+#include "app/FreeMemory.h"
+#include "app/SlowWork.h"
 
 #include <QFile>
 
@@ -13,6 +15,7 @@
 #include <algorithm>
 #include <map>
 #include <stdexcept>
+#include <string>
 
 namespace {
 
@@ -23,7 +26,11 @@ using Imath::M44d;
 // Damaged offsets can make a small file describe an endless hierarchy. The library keeps the full
 // name of each object on the path, so names limit it, too.
 constexpr std::size_t kMaxDepth = 16384;
-constexpr std::size_t kMaxObjects = 1000000;
+constexpr std::size_t kMaxObjects = 100000; ///< each becomes a line of the outliner
+// What an imported mesh takes in all, measured: points, tables, and the buffers where the card
+// shares the machine's memory.
+constexpr quint64 kBytesPerPoint = 200;
+constexpr quint64 kBytesPerCorner = 24;
 constexpr std::size_t kMaxNameBytes = std::size_t(2) << 30; ///< of all full names together
 constexpr std::size_t kAnchorDistance = 256; ///< levels that may go inside each other
 
@@ -110,15 +117,18 @@ struct AlembicFile::Archive::Walk {
     DeepestFirst<Level> levels;
     std::vector<std::string> sources; ///< of the instances on the path
     std::size_t nameBytes = 0;
+    SlowWork work;
 };
 
 AlembicFile::Archive::Archive(const QByteArray &filePath)
     : path(QFile::decodeName(filePath))
+    , stamp(FileStamp::of(path))
     , archive(Alembic::AbcCoreOgawa::ReadArchive(1, false), filePath.toStdString(),
               Abc::ErrorHandler::kThrowPolicy)
 {
     if (!archive.valid())
         throw std::runtime_error("not an archive of this kind");
+    m_freeMemory = freeMemory();
     walk();
 }
 
@@ -162,7 +172,7 @@ double AlembicFile::Archive::sampledRate() const
 /// Depth first, parent before children.
 void AlembicFile::Archive::walk()
 {
-    Walk walk;
+    Walk walk { {}, {}, 0, SlowWork(QStringLiteral("opening ") + path) };
     enter(walk, archive.getTop());
     while (!walk.levels.empty()) {
         Level &level = walk.levels.back();
@@ -176,9 +186,11 @@ void AlembicFile::Archive::walk()
 void AlembicFile::Archive::enter(Walk &walk, const Abc::IObject &object)
 {
     const std::size_t depth = walk.levels.size();
+    walk.work.reached(objects.size(), "objects");
     walk.nameBytes += object.getFullName().size();
-    bool endless =
-        depth > kMaxDepth || objects.size() >= kMaxObjects || walk.nameBytes > kMaxNameBytes;
+    if (objects.size() >= kMaxObjects)
+        throw std::runtime_error("more than " + std::to_string(kMaxObjects) + " objects");
+    bool endless = depth > kMaxDepth || walk.nameBytes > kMaxNameBytes;
     if (object.isInstanceRoot()) {
         const std::string source = object.instanceSourcePath();
         endless |= std::count(walk.sources.begin(), walk.sources.end(), source) > 0;
@@ -237,4 +249,36 @@ void AlembicFile::Archive::collectMesh(const Abc::IObject &object, int transform
         return;
     }
     meshes.push_back({ AbcGeom::IPolyMesh(object, matching), transform });
+    count(meshes.back());
+}
+
+/// Refuses what memory cannot hold before any of it is read; a small file of nested instances can
+/// describe any number of points.
+void AlembicFile::Archive::count(const ArchiveMesh &mesh)
+{
+    const auto &schema = mesh.object.getSchema();
+    // A damaged sample may claim anything; reading it then says so. The file holds no more than it
+    // is long.
+    const auto length = quint64(stamp.size);
+    const quint64 points = std::min<quint64>(guarded::itemCount(schema.getPositionsProperty()),
+                                             length / sizeof(Imath::V3f));
+    const quint64 corners = std::min<quint64>(guarded::itemCount(schema.getFaceIndicesProperty()),
+                                              length / sizeof(qint32));
+    pointCount += points;
+    m_neededMemory += kBytesPerPoint * points + kBytesPerCorner * corners;
+    if (m_neededMemory > m_freeMemory) {
+        constexpr quint64 megabyte = 1000 * 1000;
+        throw std::runtime_error(std::to_string(pointCount) + " points and more need over " +
+                                 std::to_string(m_neededMemory / megabyte) + " MB, free are " +
+                                 std::to_string(m_freeMemory / megabyte));
+    }
+}
+
+void AlembicFile::Archive::tellChange()
+{
+    const FileStamp present = FileStamp::of(path);
+    if (present == stamp)
+        return;
+    stamp = present;
+    qCDebug(lcImport).noquote() << "the archive changed on disk since it was imported:" << path;
 }

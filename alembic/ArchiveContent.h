@@ -3,6 +3,7 @@
 #include "alembic/AlembicFile.h"
 #include "alembic/FrameRate.h"
 #include "alembic/GuardedSamples.h"
+#include "app/FileStamp.h"
 
 #include <Alembic/Abc/IArchive.h>
 #include <Alembic/AbcGeom/IPolyMesh.h>
@@ -66,8 +67,13 @@ struct AlembicFile::Archive {
     /// First and last sample time; 0 and 0 when no sampling holds a sample.
     std::pair<double, double> timeRange();
     RateEvidence rateEvidence();
+    /// One debug line for each time at which the file is found to be another than the one opened.
+    void tellChange();
+    /// Points of all meshes' first samples, instances each counted.
+    quint64 pointCount = 0;
 
     QString path;
+    FileStamp stamp; ///< the file as it was before it was opened, or as it was last told to be
     Alembic::Abc::IArchive archive;
     /// An object each few hundred levels, which go after all that hangs below.
     DeepestFirst<Alembic::Abc::IObject> anchors;
@@ -89,4 +95,8 @@ private:
     void collect(const Alembic::Abc::IObject &object, const QString &parentName, int &transform);
     void collectMesh(const Alembic::Abc::IObject &object, int transform,
                      Alembic::Abc::SchemaInterpMatching matching);
+    void count(const ArchiveMesh &mesh);
+
+    quint64 m_neededMemory = 0; ///< bytes
+    quint64 m_freeMemory = 0; ///< bytes, as the walk began
 };

@@ -56,6 +56,15 @@ ArrayItems<Property> readArray(const Property &property, const Alembic::Abc::ISa
     return items;
 }
 
+/// How many items the first sample claims, without reading them.
+template <class Property> std::size_t itemCount(const Property &property)
+{
+    Alembic::AbcCoreAbstract::ArraySampleKey key;
+    if (property.getNumSamples() == 0 || !property.getKey(key, Alembic::Abc::index_t(0)))
+        return 0;
+    return key.numBytes / sizeof(typename Property::value_type);
+}
+
 /// The index of the last of `count` samples that is not after a time. A frame's time is a rounded
 /// quotient: one that falls short of a sample by less than 1e-4 of the step up to it means that
 /// sample.

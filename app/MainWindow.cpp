@@ -1,7 +1,9 @@
 #include "app/MainWindow.h"
 
+#include "app/ArchivePath.h"
 #include "app/Global.h"
 #include "app/Log.h"
+#include "app/SlowWork.h"
 #include "gpu/GPUMesh.h"
 #include "layers/BrushShelf.h"
 #include "layers/LayerManager.h"
@@ -19,6 +21,7 @@
 #include <QCloseEvent>
 #include <QFileInfo>
 #include <QGroupBox>
+#include <QLabel>
 #include <QMenuBar>
 #include <QMessageBox>
 #include <QPushButton>
@@ -60,6 +63,25 @@ MainWindow::MainWindow()
 
     buildMenus();
     setScenePath(Global::scenePath());
+
+    m_workLine = new QLabel(this);
+    m_workLine->setAutoFillBackground(true);
+    m_workLine->setMargin(6);
+    m_workLine->hide();
+    SlowWork::setListener([this](const QString &text) { showWork(text); });
+}
+
+/// The window is blocked: the line has to be painted here and now.
+void MainWindow::showWork(const QString &text)
+{
+    m_workLine->setText(text);
+    m_workLine->setMaximumWidth(width());
+    m_workLine->adjustSize();
+    const QRect view(Global::viewport()->mapTo(this, QPoint()), Global::viewport()->size());
+    m_workLine->move(view.center() - m_workLine->rect().center());
+    m_workLine->setVisible(!text.isEmpty());
+    m_workLine->raise();
+    m_workLine->repaint();
 }
 
 QBoxLayout *MainWindow::buildMiddleRow()
@@ -176,6 +198,7 @@ void MainWindow::openScene()
     setScenePath(path);
     if (Global::alembicPath() != kUntitled) {
         qCDebug(lcApp) << "import alembic for file";
+        Global::setAlembicPath(findArchive(Global::alembicPath(), path));
         if (QFileInfo(Global::alembicPath()).isFile() && Global::openArchive(Global::alembicPath()))
             emit alembicImported();
     }

@@ -4,6 +4,7 @@
 
 class QBoxLayout;
 class QDialog;
+class QLabel;
 class QLineEdit;
 
 /// The top-level window: arranges the panels that Global::createCore() and createWindows() made,
@@ -61,10 +62,13 @@ private:
     bool save(QString path);
     bool mayClose();
 
+    void showWork(const QString &text);
+
     static bool s_bySurface;
     static bool s_symmetry;
     static bool s_cotangent;
 
+    QLabel *m_workLine; ///< over everything, while something slow says what it is at
     QMenu *m_buyMenu = nullptr; ///< only while unlicensed
     QDialog *m_keyDialog = nullptr;
     QLineEdit *m_keyField = nullptr;

@@ -1,3 +1,4 @@
+#include "app/ArchivePath.h"
 #include "app/SceneFile.h"
 #include "support/SceneLayout.h"
 
@@ -248,6 +249,19 @@ private slots:
                 QVERIFY(file.write(path(), QStringLiteral("untitled"), {}));
             QCOMPARE(fileBytes(path() + QLatin1String(asides[row])), replaced[row]);
             QCOMPARE(fileCount(), row + 2);
+        }
+    }
+
+    void aMovedSceneFindsItsCache()
+    {
+        const QString stored = QStringLiteral("/gone/show/caches/v2/arm.abc");
+        QCOMPARE(findArchive(stored, path()), stored);
+        // Each is preferred to those before it.
+        for (const char *place : { "v2/arm.abc", "caches/v2/arm.abc", "arm.abc" }) {
+            const QString found = m_folder->filePath(QLatin1String(place));
+            QVERIFY(QDir().mkpath(QFileInfo(found).path()));
+            writeBytes(found, "cache");
+            QCOMPARE(findArchive(stored, path()), found);
         }
     }
 
