@@ -29,6 +29,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <new>
 #include <utility>
 
 namespace {
@@ -45,6 +46,19 @@ std::vector<const LayerData *> layerRecords()
     for (const Layer *layer : Global::layers())
         records.push_back(layer->data());
     return records;
+}
+
+/// False where the card has no room for it. Without OpenGL there is nothing to hold.
+bool holdOnCard(const Topology &topology)
+{
+    const MeshScope scope;
+    Global::mesh()->setTopology(&topology);
+    try {
+        return !scope || Global::mesh()->allocateBuffers();
+    } catch (const std::bad_alloc &) {
+        qCDebug(lcApp) << "not enough memory for a mesh of" << topology.vertexCount() << "vertices";
+        return false;
+    }
 }
 
 void appendLayer(Layer *layer)
@@ -115,8 +129,14 @@ bool Global::openArchive(const QString &path)
     if (!archive->open(QFile::encodeName(path)) || !archive->fillTopology(topology))
         return false;
     endInteractions(); // they belong to the mesh that goes
+    std::swap(*s_topology, topology);
+    if (!holdOnCard(*s_topology)) {
+        std::swap(*s_topology, topology);
+        holdOnCard(*s_topology);
+        evaluateLayers(true);
+        return false;
+    }
     delete std::exchange(s_alembic, archive.release());
-    *s_topology = std::move(topology);
     s_outliner->clear();
     for (const AlembicFile::Object &object : s_alembic->objects())
         s_outliner->addObject(object.name, object.parentName, int(object.type));
@@ -138,8 +158,6 @@ void Global::updateToNewAlembic()
 
     {
         const MeshScope scope;
-        s_mesh->setTopology(s_topology);
-        s_mesh->allocateBuffers();
         PointArray startPoints;
         s_alembic->readPoints(startPoints, start, *s_topology);
         s_mesh->startFrom(std::move(startPoints));
@@ -165,11 +183,19 @@ void Global::addLayer(int type)
     if (type < int(LayerKind::Sculpt) || type > int(LayerKind::Cloth))
         return;
     endInteractions();
-    auto *layer = new Layer(LayerKind(type));
-    seedPoints(*layer->data());
-    layer->data()->keys().push_back({ s_timeline->currentSeconds(), 1.0f, true });
-    layer->showFit(); // it was made with its arrays still empty
-    appendLayer(layer);
+    Layer *const selected = currentLayer();
+    try {
+        auto layer = std::make_unique<Layer>(LayerKind(type));
+        seedPoints(*layer->data());
+        layer->data()->keys().push_back({ s_timeline->currentSeconds(), 1.0f, true });
+        layer->showFit(); // it was made with its arrays still empty
+        s_layers.reserve(s_layers.size() + 1); // from here on nothing fails
+        appendLayer(layer.release());
+    } catch (const std::bad_alloc &) {
+        if (selected)
+            selected->select();
+        throw;
+    }
     s_timeline->update();
 }
 

@@ -1,13 +1,12 @@
+#include "app/Application.h"
 #include "app/Global.h"
 #include "app/Recovery.h"
 #include "app/Startup.h"
 
-#include <QApplication>
-
 int main(int argc, char *argv[])
 {
     Startup::prepare();
-    QApplication application(argc, argv);
+    Application application(argc, argv);
     Startup::dress(application);
     Global::createCore();
     Global::createWindows();
@@ -16,7 +15,7 @@ int main(int argc, char *argv[])
     {
         Recovery recovery(Recovery::userFolder());
         recovery.start(*Global::mainWindow());
-        QApplication::exec();
+        Application::exec();
     }
     Global::destroyAll();
     return 0;

@@ -181,17 +181,20 @@ int GPUMesh::itemsOf(ItemCount count) const
     return 0;
 }
 
-void GPUMesh::allocateBuffers()
+bool GPUMesh::allocateBuffers()
 {
     if (!initialize())
-        return;
+        return false;
     m_vertexCount = m_topology ? m_topology->vertexCount() : 0;
     m_triangleCount = m_topology ? m_topology->triangleCount() : 0;
     m_lastGoodPoints.assign(size_t(m_vertexCount), QVector4D(0.0f, 0.0f, 0.0f, 1.0f));
     m_readSeconds.reset();
+    glGetError(); // what came before is another's
+    GLsizeiptr largest = 0;
     for (size_t i = 0; i < m_buffers.size(); ++i) {
         m_buffers[i].allocate(itemsOf(kBufferTable[i].count));
         m_buffers[i].fillZero();
+        largest = std::max(largest, m_buffers[i].byteSize());
     }
     if (m_topology) {
         upload(Semantic::kTriangleVertices, m_topology->triangles());
@@ -199,6 +202,23 @@ void GPUMesh::allocateBuffers()
         upload(Semantic::kConstraints, m_topology->constraints());
     }
     upload(Semantic::kBrush, std::vector<BrushData>(1)); // zeros would be a hit of triangle 0
+    return tellRoom(largest);
+}
+
+/// Drivers mostly take buffers above the size that they promise: those get a line, and the try.
+bool GPUMesh::tellRoom(GLsizeiptr largest)
+{
+    if (glGetError() == GL_OUT_OF_MEMORY) {
+        qCDebug(lcGpu) << "the graphics card has no room for a mesh of" << m_vertexCount
+                       << "vertices";
+        return false;
+    }
+    GLint64 promised = 0;
+    glGetInteger64v(GL_MAX_SHADER_STORAGE_BLOCK_SIZE, &promised);
+    if (largest > promised)
+        qCDebug(lcGpu) << "a buffer of" << largest << "bytes is above the" << promised
+                       << "that the driver promises";
+    return true;
 }
 
 void GPUMesh::clear()

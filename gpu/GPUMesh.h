@@ -61,8 +61,10 @@ public:
     /// The tables that allocateBuffers() and draw() read; not owned, must outlive the mesh or be
     /// replaced by null.
     void setTopology(const Topology *topology);
-    /// Sizes every buffer for the topology, uploads its tables, zeroes the rest.
-    void allocateBuffers();
+    /// Sizes every buffer for the topology, uploads its tables, zeroes the rest. False, with a
+    /// debug line, where the card has no room; then the buffers hold nothing until another call
+    /// succeeds.
+    bool allocateBuffers();
     /// No vertices, no rest points; what an empty scene shows.
     void clear();
     int vertexCount() const { return m_vertexCount; }
@@ -176,6 +178,7 @@ private:
     void startDebugLog();
     void buildPrograms();
     void createBuffers();
+    bool tellRoom(GLsizeiptr largest);
     int itemsOf(ItemCount count) const;
 
     /// Whether a pass of that program can run.
