@@ -134,8 +134,13 @@ ImagePlane::Image ImagePlane::loadImage(const QString &path)
         qCDebug(lcGpu).noquote() << "can't read the image:" << path;
         return { path, modified, nullptr };
     }
+    glGetError(); // what came before is another's
     auto texture =
         std::make_unique<QOpenGLTexture>(image.mirrored(), QOpenGLTexture::DontGenerateMipMaps);
+    if (glGetError() == GL_OUT_OF_MEMORY) {
+        qCDebug(lcGpu).noquote() << "the graphics card has no room for the image:" << path;
+        return { path, modified, nullptr };
+    }
     texture->setMinMagFilters(QOpenGLTexture::Linear, QOpenGLTexture::Linear);
     texture->setWrapMode(QOpenGLTexture::ClampToEdge);
     return { path, modified, std::move(texture) };
