@@ -113,6 +113,7 @@ private slots:
     void joinedPartsAreTheWhole();
     void refusesForeignParts();
     void keepsEqualInstances();
+    void writesNormalsThatPointOut();
     void refusesWithAMessage_data();
     void refusesWithAMessage();
     void leavesNothingHalfWritten();
@@ -346,6 +347,28 @@ void BakeTest::keepsEqualInstances()
             if (crowd.isChildInstance(i))
                 kept << QString::fromStdString(crowd.getChild(i).getName());
         QCOMPARE(kept, instances);
+    }
+}
+
+/// Also where the mesh is mirrored in the world.
+void BakeTest::writesNormalsThatPointOut()
+{
+    const QString output = file(QStringLiteral("normals.abc"));
+    const Outcome outcome = run({ QStringLiteral("--normals"),
+                                  scene(QStringLiteral("n.pxm"), m_odd, layers(m_odd)), output });
+    QVERIFY2(outcome.text.contains(QLatin1String("velocities of 1 left out")),
+             qPrintable(outcome.text));
+    Alembic::Abc::IArchive archive(Alembic::AbcCoreOgawa::ReadArchive(),
+                                   QFile::encodeName(output).toStdString());
+    const Alembic::AbcGeom::IPolyMesh cube(Alembic::Abc::IObject(archive.getTop(), "mirror"),
+                                           "cube");
+    const auto normals = cube.getSchema().getNormalsParam().getExpandedValue(0);
+    const auto points = cube.getSchema().getValue(0).getPositions();
+    QCOMPARE(normals.getScope(), Alembic::AbcGeom::kVertexScope);
+    QCOMPARE(normals.getVals()->size(), points->size());
+    for (size_t i = 0; i < points->size(); ++i) { // around its middle
+        const float out = (*normals.getVals())[i].dot((*points)[i].normalized());
+        QVERIFY2(out > 0.5f, qPrintable(QString::number(double(out))));
     }
 }
 
