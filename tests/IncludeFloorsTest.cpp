@@ -91,6 +91,22 @@ private slots:
                 faults << faultsOf(file.key() + QLatin1String(suffix), file.value());
         QVERIFY2(faults.isEmpty(), qPrintable(faults.join(QLatin1Char('\n'))));
     }
+
+    /// Each picture and file that the documents show is there.
+    void everyLinkOfTheDocuments()
+    {
+        const QRegularExpression link(QStringLiteral(R"(\]\(([^):#]+)\))"));
+        for (const QString &document :
+             { QStringLiteral("README.md"), QStringLiteral("docs/guide.md") }) {
+            auto match = link.globalMatch(content(document));
+            QVERIFY(match.hasNext());
+            const QString folder = QFileInfo(document).path();
+            while (match.hasNext()) {
+                const QString path = folder + QLatin1Char('/') + match.next().captured(1);
+                QVERIFY2(!content(path).isEmpty(), qPrintable(path));
+            }
+        }
+    }
 };
 
 QTEST_GUILESS_MAIN(IncludeFloorsTest)
