@@ -1,11 +1,12 @@
 // Takes the documentation's pictures of the whole window: pictures ARCHIVE FOLDER. The archive is
 // imported, a layer of each kind added and keyed, a bump sculpted and a mask painted, all by hand;
-// then the sample's elbow without and with a Mush layer.
+// then the sample's elbow without and with a Mush layer, and each layer kind's work beside none.
 
 #include "layers/Topology.h"
 #include "tools/Road.h"
 #include "tools/RunningProgram.h"
 
+#include <QPainter>
 #include <QSignalMapper>
 
 #include <cstdio>
@@ -63,6 +64,108 @@ void takeElbowPictures(Road &road, const QString &folder)
     take("/elbow-with-mush.png");
 }
 
+// The sample's arm comes first, in rings of 64 vertices, then the sheet of 41 by 41.
+struct Place {
+    size_t first;
+    size_t count;
+};
+constexpr Place kElbow { 74 * 64, 64 };
+constexpr Place kForearm { 130 * 64, 64 };
+constexpr Place kArm { 0, 9986 };
+constexpr Place kSheetMiddle { 9986 + 20 * 41, 41 };
+constexpr Place kSheetBelowRim { 9986 + 4 * 41, 37 * 41 };
+
+/// What docs/guide.md shows of a layer kind, with the numbers that it names.
+struct Example {
+    LayerKind kind;
+    Place place; ///< in the middle of the picture
+    int frame;
+    int iterations;
+    int brush;
+    Place masked; ///< count 0: what the brush paints
+};
+constexpr int kStandardBrush = 2;
+constexpr int kMaskBrush = 8;
+constexpr Example kExamples[] = {
+    { LayerKind::Sculpt, kForearm, 0, 0, kStandardBrush, {} },
+    { LayerKind::Mush, kElbow, 36, 400, kMaskBrush, kArm },
+    { LayerKind::Relax, kElbow, 36, 200, kMaskBrush, kArm },
+    { LayerKind::Jiggle, kForearm, 20, 0, kMaskBrush, {} },
+    { LayerKind::Cloth, kSheetMiddle, 36, 1000, kMaskBrush, kSheetBelowRim },
+};
+
+void lookAt(const Place &place)
+{
+    const MeshScope scope;
+    const PointArray points = Global::mesh()->readBack<QVector4D>(Semantic::kPosition);
+    QVector3D middle;
+    for (size_t i = place.first; i < place.first + place.count; ++i)
+        middle += points.at(i).toVector3D() / float(place.count);
+    const QVector3D reach(2.5f, 2.5f, 2.5f);
+    Global::viewport()->camera().frameBox(middle - reach, middle + reach);
+}
+
+QImage middleOfView()
+{
+    const QImage picture = Global::viewport()->grabFramebuffer();
+    QRect part(0, 0, 360, 360);
+    part.moveCenter(picture.rect().center());
+    return picture.copy(part);
+}
+
+void addExampleLayer(const Example &example)
+{
+    for (QPushButton *button : Global::layerManager()->findChildren<QPushButton *>())
+        if (button->text() == layerKindName(example.kind))
+            Driver::click(button);
+    Global::currentLayer()->setIterations(example.iterations);
+    if (example.masked.count > 0) {
+        std::vector<float> mask(size_t(Global::mesh()->vertexCount()), 0.0f);
+        std::fill_n(mask.begin() + std::ptrdiff_t(example.masked.first), example.masked.count,
+                    1.0f);
+        Global::currentLayer()->data()->setMask(std::move(mask));
+        Global::evaluateLayers(true);
+        return;
+    }
+    Global::setBrushStrength(example.brush == kMaskBrush ? 1.0f : 0.3f);
+    Road::chooseBrush(example.brush);
+    const QPoint middle = Global::viewport()->rect().center();
+    for (const int dy : { -40, 0, 40 })
+        Driver::drag(Global::viewport(), middle + QPoint(-40, dy), middle + QPoint(40, dy), 8);
+}
+
+/// A simulation swings from the first frame on.
+void playTo(int frame)
+{
+    Timeline &timeline = *Global::timeline();
+    timeline.setCurrentFrame(timeline.minFrame());
+    timeline.playPause();
+    while (timeline.currentFrame() < frame)
+        timeline.timeFoward();
+}
+
+void takeExample(const Example &example, const QString &folder)
+{
+    while (!Global::layers().empty())
+        Global::deleteLayer(Global::layers().back());
+    Global::timeline()->setCurrentFrame(example.frame);
+    lookAt(example.place);
+    const QImage before = middleOfView();
+    addExampleLayer(example);
+    const bool plays = example.kind == LayerKind::Jiggle;
+    if (plays)
+        playTo(example.frame);
+    const QImage after = middleOfView();
+    if (plays)
+        Global::timeline()->playPause();
+    QImage both(before.width() * 2 + 4, before.height(), QImage::Format_RGB32);
+    both.fill(Qt::white);
+    QPainter painter(&both);
+    painter.drawImage(0, 0, before);
+    painter.drawImage(before.width() + 4, 0, after);
+    both.save(folder + QStringLiteral("/layer-%1.png").arg(layerKindName(example.kind).toLower()));
+}
+
 } // namespace
 
 int main(int argc, char *argv[])
@@ -91,7 +194,6 @@ int main(int argc, char *argv[])
     road.stroke();
     addKeys();
     Global::layers().at(1)->select();
-    constexpr int kMaskBrush = 8;
     Road::chooseBrush(kMaskBrush);
     Driver::drag(Global::viewport(), Road::pixelOnMesh() + QPoint(-40, 0),
                  Road::pixelOnMesh() + QPoint(40, 10), 12);
@@ -103,5 +205,7 @@ int main(int argc, char *argv[])
     takePicture(QSize(1280, 800), folder + QStringLiteral("/window.png"));
     Global::mainWindow()->resize(1400, 900);
     takeElbowPictures(road, folder);
+    for (const Example &example : kExamples)
+        takeExample(example, folder);
     return 0;
 }
