@@ -20,6 +20,9 @@ constexpr QSize kButtonSize(54, 40);
 // Five buttons with the usual spacing would be wider than the panel may get.
 constexpr int kMargin = 4;
 constexpr int kSpacing = 2;
+/// Milliseconds. A layer that was just added gets its height, and the list the room for it, in
+/// several turns of the event loop.
+constexpr int kSettleTime = 100;
 
 struct KindRow {
     LayerKind kind;
@@ -86,16 +89,12 @@ void LayerManager::reset() { m_envelope->setValue(1.0f); }
 void LayerManager::reveal(Layer *layer)
 {
     const bool pressed = QGuiApplication::mouseButtons() != Qt::NoButton;
-    const int delay = pressed ? QApplication::doubleClickInterval() : 0;
+    const int delay = pressed ? QApplication::doubleClickInterval() : kSettleTime;
     QTimer::singleShot(delay, layer, [this, layer] {
         if (layer != Global::currentLayer())
             return;
-        // A layer that was just added has its place only after this.
-        layer->show();
-        m_layerListLayout->activate();
-        QCoreApplication::sendPostedEvents(m_layerList->widget(), QEvent::LayoutRequest);
         const QRect place = layer->geometry();
-        m_layerList->ensureVisible(0, place.bottom(), 0, 0);
+        m_layerList->ensureVisible(0, place.bottom() + 1, 0, 0);
         m_layerList->ensureVisible(0, place.top(), 0, 0); // its head, where not all of it fits
     });
 }
