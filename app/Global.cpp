@@ -5,6 +5,7 @@
 #include "app/LayerSeed.h"
 #include "app/Log.h"
 #include "app/MainWindow.h"
+#include "app/SceneChange.h"
 #include "app/SceneFile.h"
 #include "gpu/CameraWindow.h"
 #include "gpu/GPUMesh.h"
@@ -128,7 +129,7 @@ bool Global::openArchive(const QString &path)
     Topology topology;
     if (!archive->open(QFile::encodeName(path)) || !archive->fillTopology(topology))
         return false;
-    endInteractions(); // they belong to the mesh that goes
+    const SceneChange change(SceneChange::Shows::Nothing);
     std::swap(*s_topology, topology);
     if (!holdOnCard(*s_topology)) {
         std::swap(*s_topology, topology);
@@ -145,7 +146,7 @@ bool Global::openArchive(const QString &path)
 
 void Global::updateToNewAlembic()
 {
-    endInteractions();
+    const SceneChange change(SceneChange::Shows::Nothing);
     double start = 0.0;
     double end = 0.0;
     // An archive without a sample stands still at 0: its mesh, if any, still replaces the earlier.
@@ -182,7 +183,7 @@ void Global::addLayer(int type)
 {
     if (type < int(LayerKind::Sculpt) || type > int(LayerKind::Cloth))
         return;
-    endInteractions();
+    const SceneChange change(SceneChange::Shows::Nothing);
     Layer *const selected = currentLayer();
     try {
         auto layer = std::make_unique<Layer>(LayerKind(type));
@@ -201,21 +202,19 @@ void Global::addLayer(int type)
 
 void Global::undo()
 {
-    endInteractions(); // a stroke in flight becomes the command that is undone
+    const SceneChange change; // a stroke in flight becomes the command that is undone
     s_commands->undo();
-    evaluateLayers(true);
 }
 
 void Global::redo()
 {
-    endInteractions();
+    const SceneChange change;
     s_commands->redo();
-    evaluateLayers(true);
 }
 
 void Global::clearScene()
 {
-    endInteractions();
+    const SceneChange change(SceneChange::Shows::Picture);
     sceneFile() = SceneFile();
     s_alembic->close();
     s_alembicPath = QStringLiteral("untitled");
@@ -234,19 +233,18 @@ void Global::clearScene()
     s_layerManager->reset();
     s_cameraWindow->reset();
     s_cameraWindow->hide();
-    evaluateLayers(false);
 }
 
 bool Global::saveScene(const QString &path)
 {
-    endInteractions(); // what is on screen is what is saved
+    const SceneChange change(SceneChange::Shows::Nothing); // a stroke in flight is saved, too
     const MeshScope scope; // a simulation's points may lie on the card
     return sceneFile().write(path, s_alembicPath, layerRecords());
 }
 
 bool Global::sceneChanged()
 {
-    endInteractions();
+    const SceneChange change(SceneChange::Shows::Nothing);
     const MeshScope scope;
     return !s_layers.empty() && !sceneFile().holds(s_alembicPath, layerRecords());
 }

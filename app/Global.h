@@ -104,10 +104,6 @@ public:
     /// without `full` only, repaints both views. A full evaluation without a mesh does nothing.
     static void evaluateLayers(bool full);
 
-    /// Ends the stroke or wipe in flight in either view, without evaluating: both keep their state
-    /// in buffers that an evaluation, a change of selection or scene, or a deletion overwrites.
-    static void endInteractions();
-
     static void clearScene();
     /// Replaces the scene by the file's, which is read before anything is cleared. False, with
     /// everything as it was, when it cannot be opened. The caller sets the path and imports.
@@ -134,6 +130,10 @@ public slots:
     void redo();
 
 private:
+    friend class SceneChange;
+    /// Ends the stroke or wipe in flight in either view, without evaluating.
+    static void endInteractions();
+
     static GPUMesh *s_mesh;
     static Topology *s_topology;
     static AlembicFile *s_alembic;

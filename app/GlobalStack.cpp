@@ -2,6 +2,7 @@
 
 // What the panels call of the stack; apart from Global.cpp, so that they link without the windows.
 #include "alembic/AlembicFile.h"
+#include "app/SceneChange.h"
 #include "gpu/GPUMesh.h"
 #include "gpu/LayerStack.h"
 #include "layers/CommandStack.h"
@@ -51,7 +52,7 @@ void Global::evaluateLayers(bool full)
     if (full) {
         if (!s_alembic || !s_alembic->isValid())
             return;
-        endInteractions();
+        const SceneChange change(SceneChange::Shows::Nothing);
         for (Layer *layer : s_layers)
             layer->showFit();
     }
@@ -70,13 +71,12 @@ void Global::deleteLayer(Layer *layer)
     const auto found = std::find(s_layers.begin(), s_layers.end(), layer);
     if (found == s_layers.end())
         return;
-    endInteractions(); // a stroke on this layer becomes a command, which goes with it
+    const SceneChange change; // a stroke on this layer becomes a command, which goes with it
     s_layers.erase(found);
     s_commands->dropCommandsOn(layer);
     layer->hide();
     layer->deleteLater(); // the layer's own key handler may be what asks
     if (!s_layers.empty())
         s_layers.back()->select();
-    evaluateLayers(true);
     s_timeline->update();
 }

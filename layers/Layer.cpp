@@ -1,6 +1,7 @@
 #include "layers/Layer.h"
 
 #include "app/Global.h"
+#include "app/SceneChange.h"
 #include "gpu/GPUMesh.h"
 #include "gpu/LayerPasses.h"
 #include "layers/LayerFit.h"
@@ -263,7 +264,7 @@ void Layer::expandContract()
 
 void Layer::select()
 {
-    Global::endInteractions();
+    const SceneChange change(SceneChange::Shows::Picture);
     for (Layer *layer : Global::layers())
         layer->m_data.setSelected(false);
     m_data.setSelected(true);
@@ -272,7 +273,6 @@ void Layer::select()
     showSelection(); // a layer in the making is not on the list
     if (const MeshScope scope; scope)
         showMask(*Global::mesh(), &m_data);
-    Global::evaluateLayers(false);
     repaintTimeline();
     if (Global::layerManager())
         Global::layerManager()->reveal(this);
@@ -280,48 +280,47 @@ void Layer::select()
 
 void Layer::setIntensity(float intensity)
 {
+    const SceneChange change;
     m_data.setIntensity(intensity);
-    Global::evaluateLayers(true);
 }
 
 void Layer::setIterations(int iterations)
 {
+    const SceneChange change;
     m_data.setIterations(iterations);
-    Global::endInteractions();
     if (m_data.kind() == LayerKind::Mush)
         if (const MeshScope scope; scope)
             rebuildMushBase(*Global::mesh(), m_data);
-    Global::evaluateLayers(true);
 }
 
 void Layer::setCloneIterations(int iterations)
 {
+    const SceneChange change;
     m_data.setCloneIterations(iterations);
-    Global::evaluateLayers(true);
 }
 
 void Layer::setTangent(bool /*on*/)
 {
+    const SceneChange change;
     m_data.setTangent(!m_data.tangent());
-    Global::evaluateLayers(true);
 }
 
 void Layer::setDamping(float damping)
 {
+    const SceneChange change;
     m_data.setDamping(damping);
-    Global::evaluateLayers(true);
 }
 
 void Layer::setStiffness(float stiffness)
 {
+    const SceneChange change;
     m_data.setStiffness(stiffness);
-    Global::evaluateLayers(true);
 }
 
 void Layer::setAsMuscle(float amount)
 {
+    const SceneChange change;
     m_data.setAsMuscle(amount);
-    Global::evaluateLayers(true);
 }
 
 void Layer::showRightClickMenu(const QPoint &point)
@@ -373,7 +372,7 @@ void Layer::copyMask() { Global::maskClipboard() = m_data.mask(); }
 
 void Layer::pasteMask()
 {
-    Global::endInteractions(); // a mask stroke would write its own values over the pasted ones
+    const SceneChange change(SceneChange::Shows::Nothing);
     m_data.setMask(Global::maskClipboard());
     showFit();
     select();

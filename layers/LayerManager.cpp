@@ -1,6 +1,7 @@
 #include "layers/LayerManager.h"
 
 #include "app/Global.h"
+#include "app/SceneChange.h"
 #include "layers/Layer.h"
 #include "widgets/FloatSliderGrp.h"
 #include "widgets/WrapRow.h"
@@ -101,6 +102,6 @@ void LayerManager::reveal(Layer *layer)
 
 void LayerManager::setEnvelope(float envelope)
 {
+    const SceneChange change;
     Global::setGlobalEnvelope(envelope);
-    Global::evaluateLayers(true);
 }

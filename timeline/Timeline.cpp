@@ -1,6 +1,7 @@
 #include "timeline/Timeline.h"
 
 #include "app/Global.h"
+#include "app/SceneChange.h"
 #include "layers/Envelope.h"
 #include "layers/Layer.h"
 #include "timeline/TimeControls.h"
@@ -73,10 +74,10 @@ void Timeline::setFramesPerSecond(double framesPerSecond)
 
 void Timeline::setCurrentFrame(int frame)
 {
+    const SceneChange change;
     m_currentFrame = frame;
     ++m_frameSerial;
     update();
-    Global::evaluateLayers(true);
 }
 
 void Timeline::previousFrame() { stepTo(::previousFrame(m_currentFrame, m_range)); }
@@ -99,9 +100,9 @@ void Timeline::playPause()
         m_playTimer->start(playInterval(m_framesPerSecond));
         return;
     }
+    const SceneChange change;
     stop();
     showFrame();
-    Global::evaluateLayers(true);
 }
 
 void Timeline::stop()
@@ -168,11 +169,13 @@ void Timeline::editKeys()
     std::vector<LayerKey> *keys = pressedKeys();
     if (!keys)
         return;
-    const bool changed = (m_dragMode == DragMode::AddKey &&
-                          addKey(*keys, m_pressedFrame, m_lastPosition.value, m_framesPerSecond)) ||
-        (m_dragMode == DragMode::RemoveKey && removeKey(*keys, m_pressedFrame, m_framesPerSecond));
-    if (changed)
-        Global::evaluateLayers(true);
+    if (m_dragMode != DragMode::AddKey && m_dragMode != DragMode::RemoveKey)
+        return;
+    const SceneChange change;
+    if (m_dragMode == DragMode::AddKey)
+        addKey(*keys, m_pressedFrame, m_lastPosition.value, m_framesPerSecond);
+    else
+        removeKey(*keys, m_pressedFrame, m_framesPerSecond);
 }
 
 std::vector<LayerKey> *Timeline::pressedKeys() const
@@ -202,9 +205,9 @@ void Timeline::dragKey(float change)
     std::vector<LayerKey> *keys = pressedKeys();
     if (!keys || size_t(m_draggedKey) >= keys->size())
         return;
+    const SceneChange sceneChange;
     LayerKey &key = (*keys)[size_t(m_draggedKey)];
     key.value = draggedValue(key.value, change);
-    Global::evaluateLayers(true);
 }
 
 void Timeline::mouseReleaseEvent(QMouseEvent *)

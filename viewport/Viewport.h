@@ -54,7 +54,7 @@ public:
     UIDrawManager *overlay() const { return m_overlay; }
 
     /// Ends a stroke or wipe in flight here, as its release would, but without evaluating; see
-    /// Global::endInteractions(). Does nothing in any other mode; safe to call from anywhere.
+    /// SceneChange. Does nothing in any other mode; safe to call from anywhere.
     void endInteraction();
 
 signals:
