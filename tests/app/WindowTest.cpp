@@ -114,7 +114,7 @@ private slots:
             QString path = m_stage.path(QLatin1String(name));
             Driver::answerFileDialog(path, [this, name](QFileDialog *dialog) {
                 if (name == QByteArray("second")) // in the folder where the first went
-                    QCOMPARE(dialog->directory().path(), QFileInfo(m_stage.path({})).path());
+                    QCOMPARE(dialog->directory().path(), m_stage.path({}));
             });
             if (!path.endsWith(QLatin1String(".pxm"))) {
                 path += QLatin1String(".pxm");
