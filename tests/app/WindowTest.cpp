@@ -1,4 +1,5 @@
 #include "app/Licence.h"
+#include "gpu/CameraWindow.h"
 #include "layers/Outliner.h"
 #include "support/Stage.h"
 
@@ -183,6 +184,25 @@ private slots:
         QVERIFY(!Global::loadScene(Global::scenePath()));
         QCOMPARE(Global::layers().size(), size_t(1));
         QVERIFY(!QApplication::activeModalWidget() && !QApplication::overrideCursor());
+    }
+
+    void everyControlTellsWhatItDoes()
+    {
+        for (const LayerKind kind : { LayerKind::Sculpt, LayerKind::Mush, LayerKind::Jiggle })
+            Stage::addLayer(kind);
+        Global::cameraWindow()->show();
+        const auto told = [](const QWidget *widget) {
+            while (widget && widget->toolTip().isEmpty())
+                widget = widget->parentWidget();
+            return widget != nullptr;
+        };
+        for (const QWidget *widget : QApplication::allWidgets())
+            if (widget->isVisible() &&
+                (widget->inherits("QAbstractButton") || widget->inherits("QLineEdit") ||
+                 widget->inherits("QSlider") || widget->inherits("QLabel") ||
+                 widget->inherits("QTreeWidget")))
+                QVERIFY2(told(widget), widget->metaObject()->className());
+        Global::cameraWindow()->hide();
     }
 
     void licence()

@@ -1,4 +1,5 @@
 #include "alembic/AlembicFile.h"
+#include "gpu/DriverNeeds.h"
 #include "gpu/GpuCounters.h"
 #include "gpu/MeshStage.h"
 #include "support/Archives.h"
@@ -62,6 +63,16 @@ private slots:
         m_options.projection = orthographic(2.0f);
         m_options.normalMatrix = m_options.modelView.normalMatrix();
         m_options.lightDirection = { 0.3f, 0.2f, 0.7f }; // not of unit length
+    }
+
+    void driversThatLackSomething()
+    {
+        QCOMPARE(unmetNeed(driverOffer()), QString());
+        QCOMPARE(unmetNeed({ 3, 3 }),
+                 QStringLiteral("Plexmold needs OpenGL 4.3, this driver offers OpenGL 3.3."));
+        QCOMPARE(
+            unmetNeed({ 4, 5, 8, 16, 16 }),
+            QStringLiteral("Plexmold needs 10 storage blocks in a kernel, this driver offers 8."));
     }
 
     void sizesFollowTheTable()
