@@ -821,6 +821,8 @@ void ProgramTest::layersSayWhetherTheyFit()
         Stage::release(Stage::middle());
     }
     QVERIFY(sculpt.offsetPoints() == sculpted);
+    const Layer *added = Stage::addLayer(LayerKind::Sculpt); // fits, so it is not greyed
+    QCOMPARE(Stage::nameLabel(added)->styleSheet(), QString());
 }
 
 /// Ray hit and area in three passes each, picking, sculpt; normals once an event. Only by surface

@@ -5,6 +5,8 @@
 #include "support/Archives.h"
 #include "support/LogCapture.h"
 
+#include <QDirIterator>
+#include <QImage>
 #include <QOpenGLFramebufferObject>
 #include <QTemporaryDir>
 
@@ -204,6 +206,45 @@ private slots:
                 QCOMPARE(m_stage.points().at(25), QVector4D(3, 0, 0, 1)); // the other goes on
             }
         }
+    }
+
+    /// A kernel that does not compile, among copies of all shaders.
+    void brokenKernelTakesItsOwnFeature()
+    {
+        const QTemporaryDir folder;
+        for (const char *shaders : { ":/computeShaders", ":/drawShaders" }) {
+            QDirIterator files(QLatin1String(shaders), QDir::Files, QDirIterator::Subdirectories);
+            while (files.hasNext()) {
+                const QString copy = folder.path() + files.next().mid(1);
+                QVERIFY(QDir().mkpath(QFileInfo(copy).path()));
+                QVERIFY(QFile::copy(files.filePath(), copy));
+            }
+        }
+        QFile kernel(folder.filePath(QStringLiteral("computeShaders/ComputeShaders/relax.glsl")));
+        kernel.setPermissions(QFile::ReadOwner | QFile::WriteOwner);
+        QVERIFY(kernel.open(QIODevice::Append) && kernel.write("broken\n"));
+        kernel.close();
+        {
+            GLFixture fresh; // nobody listens to what its driver says
+            QVERIFY(fresh.makeCurrent());
+            const LogCapture log;
+            GPUMesh broken(folder.path());
+            QVERIFY(broken.initialize());
+            QCOMPARE(log.lines().size(), 1);
+            QVERIFY(log.lines().front().contains(QStringLiteral("relax.glsl")));
+            QVERIFY(!log.lines().front().contains(QLatin1Char('\n')));
+            const TestMesh sheet = testGrid(4);
+            const Topology topology = sheet.topology();
+            broken.setTopology(&topology);
+            broken.allocateBuffers();
+            broken.upload(Semantic::kPosition, sheet.points);
+            broken.relax(2, 1.0f, false, false);
+            broken.mush(2, 0, 1.0f, sheet.points, sheet.points);
+            QCOMPARE(broken.readBack<QVector4D>(Semantic::kPosition), sheet.points);
+            broken.updateNormals();
+            QVERIFY(broken.readBack<QVector4D>(Semantic::kNormal).at(5).z() > 0.5f);
+        }
+        QVERIFY(m_stage.fixture().makeCurrent());
     }
 
     void withoutContextNothingHappens()

@@ -113,6 +113,7 @@ private slots:
             { "2147483647", std::numeric_limits<int>::max() },
             { "-2147483648", std::numeric_limits<int>::min() },
             { "21474836470", 2147483647 }, // a digit too many is refused
+            { "2147483648", 214748364 }, // and one too many
             { "-", 0 },
             { "1x2", 12 },
             { "1,000", 1000 },
