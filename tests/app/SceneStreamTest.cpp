@@ -46,6 +46,7 @@ QByteArray fileBytes(const QString &path)
 
 void writeBytes(const QString &path, const QByteArray &bytes)
 {
+    QFile::remove(path); // cutting it short instead would wait for the disk
     QFile file(path);
     QVERIFY(file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size());
 }
