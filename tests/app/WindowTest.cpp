@@ -77,10 +77,11 @@ private slots:
     /// From wherever the focus is, but not out of a field that is typed in.
     void keysAndWheelReachTheWork()
     {
-        for (int i = 0; i < 9; ++i)
-            Stage::addLayer(LayerKind::Sculpt);
-        Layer *layer = Global::layers().back();
-        QTRY_COMPARE(layer->visibleRegion(), QRegion(layer->rect())); // the list shows what is new
+        Layer *layer = nullptr;
+        for (int i = 0; i < 9; ++i) { // the list shows each that is added
+            layer = Stage::addLayer(LayerKind::Sculpt);
+            QTRY_COMPARE(layer->visibleRegion(), QRegion(layer->rect()));
+        }
         layer = Global::layers().front();
         layer->select();
         QTRY_COMPARE(layer->visibleRegion(), QRegion(layer->rect()));
