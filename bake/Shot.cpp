@@ -1,5 +1,6 @@
 #include "bake/Shot.h"
 
+#include "app/ArchivePath.h"
 #include "bake/BakeError.h"
 #include "layers/Envelope.h"
 #include "layers/LayerFit.h"
@@ -61,6 +62,8 @@ void Shot::openCache(const BakeOptions &options)
     m_cachePath = options.cache.isEmpty() ? m_scene.alembicPath : options.cache;
     if (m_cachePath.isEmpty() || m_cachePath == QLatin1String("untitled"))
         throw BakeError(QStringLiteral("the scene names no cache; --cache does"));
+    if (options.cache.isEmpty())
+        m_cachePath = findArchive(m_cachePath, options.scene);
     if (!QFileInfo(m_cachePath).isFile())
         throw BakeError(
             QStringLiteral("the cache %1 is not there; --cache names another").arg(m_cachePath));
