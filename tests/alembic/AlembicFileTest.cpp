@@ -417,7 +417,7 @@ private slots:
         struct Row {
             Write write;
             Damage damage;
-            bool opens = false;
+            bool mayOpen = false; ///< its points are then refused
         };
         const Row rows[] = {
             { whole, becomes(QByteArray()) }, // not there at all
@@ -460,8 +460,8 @@ private slots:
             const bool opened = open(file), read = file.readPoints(points, 0.0);
             // Past a second it also says what it is at.
             const int slow = LogCapture::countContaining(QStringLiteral("opening "));
-            QVERIFY2(opened == row.opens && read != row.opens &&
-                         points.size() == (row.opens ? 1 : 1600) &&
+            QVERIFY2(opened <= row.mayOpen && read != opened &&
+                         points.size() == (opened ? 1 : 1600) &&
                          LogCapture::countContaining(m_path) - slow == 1 &&
                          LogCapture::lines().size() - slow == 1,
                      std::to_string(&row - rows).c_str());
