@@ -3,9 +3,10 @@
 // their points read back, and writing as many bytes raw and to disk. Not timed: writing the cache.
 // Peak memory: of the whole process, after a bake of the first twelve frames and of all.
 
-#include "Paired.h"
 #include "app/SceneStream.h"
 #include "bake/Bake.h"
+#include "bench/Paired.h"
+#include "bench/Rows.h"
 #include "support/Archives.h"
 
 #include <QDir>
@@ -120,7 +121,5 @@ int main(int argc, char **argv)
         ->Arg(1000)
         ->Iterations(kTurns)
         ->Unit(benchmark::kMillisecond);
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    return 0;
+    return runRows(argc, argv);
 }

@@ -6,6 +6,7 @@
 // artist's card does.
 
 #include "alembic/AlembicFile.h"
+#include "bench/Rows.h"
 #include "gpu/GpuCounters.h"
 #include "gpu/LayerPasses.h"
 #include "gpu/MeshStage.h"
@@ -191,7 +192,5 @@ int main(int argc, char **argv)
             ->Iterations(side < 1000 ? 11 : 3)
             ->Unit(benchmark::kMillisecond);
     }
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    return 0;
+    return runRows(argc, argv);
 }

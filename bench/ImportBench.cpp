@@ -6,6 +6,7 @@
 // tables; it must not grow with the number of meshes: the row of 2,000 is there to compare.
 #include "alembic/AlembicFile.h"
 #include "bench/Paired.h"
+#include "bench/Rows.h"
 #include "layers/Topology.h"
 #include "support/Archives.h"
 
@@ -59,4 +60,4 @@ BENCHMARK(fillTopology)
     ->UseManualTime()
     ->Unit(benchmark::kMillisecond);
 
-BENCHMARK_MAIN();
+int main(int argc, char **argv) { return runRows(argc, argv); }

@@ -4,12 +4,18 @@
 
 #include <algorithm>
 #include <chrono>
+#include <ctime>
 #include <vector>
 
 /// Times a piece of work against a yardstick, turn by turn in one run, so that a busy or slow
 /// machine slows both: the ratio of the medians is the result.
 class Paired {
 public:
+    enum class Clock { Wall, Processor }; ///< of this process, all threads
+    explicit Paired(Clock clock = Clock::Wall)
+        : m_clock(clock)
+    {
+    }
     template <class Work, class Yardstick> void turn(Work work, Yardstick yardstick)
     {
         m_work.push_back(seconds(work));
@@ -26,11 +32,18 @@ public:
     }
 
 private:
-    template <class Work> static double seconds(Work work)
+    double now() const
     {
-        const auto begin = std::chrono::steady_clock::now();
+        if (m_clock == Clock::Processor)
+            return double(std::clock()) / CLOCKS_PER_SEC;
+        const auto sinceStart = std::chrono::steady_clock::now().time_since_epoch();
+        return std::chrono::duration<double>(sinceStart).count();
+    }
+    template <class Work> double seconds(Work work) const
+    {
+        const double begin = now();
         work();
-        return std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
+        return now() - begin;
     }
     static double median(std::vector<double> values)
     {
@@ -38,6 +51,7 @@ private:
         return values[values.size() / 2];
     }
 
+    const Clock m_clock;
     std::vector<double> m_work;
     std::vector<double> m_yardstick;
 };

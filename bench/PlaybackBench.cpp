@@ -5,10 +5,11 @@
 // "overhead" is the share of a tick that neither explains (below zero where the card works on while
 // the program goes ahead). Not timed: writing, importing, the first frames.
 
+#include "bench/Rows.h"
 #include "layers/Layer.h"
-#include "tools/RunningProgram.h"
 #include "support/Archives.h"
 #include "timeline/Timeline.h"
+#include "tools/RunningProgram.h"
 #include "viewport/MeshScope.h"
 
 #include <QElapsedTimer>
@@ -137,7 +138,6 @@ void playBench(benchmark::State &state, Global &receiver, int side)
 
 int main(int argc, char *argv[])
 {
-    benchmark::Initialize(&argc, argv);
     Startup::prepare();
     QApplication application(argc, argv);
     RunningProgram program;
@@ -154,6 +154,5 @@ int main(int argc, char *argv[])
             ->Unit(benchmark::kMillisecond)
             ->Iterations(kTicks);
     }
-    benchmark::RunSpecifiedBenchmarks();
-    return 0;
+    return runRows(argc, argv);
 }

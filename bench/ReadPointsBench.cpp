@@ -7,6 +7,7 @@
 // Not timed: opening, the first read of each sample (the file is in the page cache), topology.
 
 #include "alembic/AlembicFile.h"
+#include "bench/Rows.h"
 #include "support/Archives.h"
 
 #include <QTemporaryDir>
@@ -109,4 +110,4 @@ BENCHMARK(readPoints)->UseManualTime()->Unit(benchmark::kMillisecond)->MinTime(2
 
 } // namespace
 
-BENCHMARK_MAIN();
+int main(int argc, char **argv) { return runRows(argc, argv); }

@@ -9,6 +9,7 @@
 #include "app/RecoveryPieces.h"
 #include "app/SceneStream.h"
 #include "bench/Paired.h"
+#include "bench/Rows.h"
 
 #include <QElapsedTimer>
 #include <QFile>
@@ -199,7 +200,5 @@ BENCHMARK(load)->Arg(1000000)->Iterations(9)->UseManualTime()->Unit(benchmark::k
 int main(int argc, char **argv)
 {
     QLoggingCategory::setFilterRules(QStringLiteral("plexmold.app.debug=false"));
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    return 0;
+    return runRows(argc, argv);
 }

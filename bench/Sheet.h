@@ -1,5 +1,6 @@
 #pragma once
 
+#include "bench/Rows.h"
 #include "gpu/MeshStage.h"
 
 #include <QElapsedTimer>
@@ -62,7 +63,5 @@ int runOnSheets(int argc, char **argv, const std::vector<Row> &rows,
                 ->Unit(benchmark::kMillisecond);
         }
     }
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    return 0;
+    return runRows(argc, argv);
 }

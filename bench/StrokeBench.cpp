@@ -6,7 +6,8 @@
 // for the kernels before it. Not timed: press and release. A software rasteriser gives shares, not
 // what an artist's card does.
 
-#include "Paired.h"
+#include "bench/Paired.h"
+#include "bench/Rows.h"
 #include "layers/SparsePoints.h"
 #include "support/Stage.h"
 
@@ -198,7 +199,5 @@ int main(int argc, char **argv)
                 ->Unit(benchmark::kMillisecond);
         }
     }
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    return 0;
+    return runRows(argc, argv);
 }

@@ -3,6 +3,7 @@
 // the keys. The aim is a ratio of at most 1 at a million vertices. `shuffled` numbers the vertices
 // at random, as a mesh that went through other programs may come.
 #include "bench/Paired.h"
+#include "bench/Rows.h"
 #include "layers/Topology.h"
 
 #include <numeric>
@@ -71,4 +72,4 @@ BENCHMARK(build)
     ->UseManualTime()
     ->Unit(benchmark::kMillisecond);
 
-BENCHMARK_MAIN();
+int main(int argc, char **argv) { return runRows(argc, argv); }
