@@ -164,10 +164,11 @@ private slots:
             shortage.faceIndices.pop_back();
             shortage.faceCounts.push_back(3);
             const qint32 beyond = std::numeric_limits<qint32>::max();
-            stray = { stray.points, { 0, 1, 3, -3, 0, 1, 3, beyond, 0, 1, 3 }, { 4, 4, 3 } };
+            stray.faceIndices = { 0, 1, 3, -3, 0, 1, 3, 5, 0, 1, beyond, 0, 1, 3 };
+            stray.faceCounts = { 4, 4, 3, 3 }; // the last face alone is its own
             writer.mesh(writer.top(), "surplus", surplus);
+            writer.mesh(writer.top(), "card", stray);
             writer.mesh(writer.top(), "shortage", shortage);
-            writer.mesh(writer.top(), "card", stray); // its third face is its own
         };
         const Write deep = [](Writer &writer) { // half of the ten thousand levels are transforms
             std::vector<Alembic::Abc::OObject> levels { writer.top() };
@@ -199,7 +200,7 @@ private slots:
             std::vector<std::pair<std::size_t, V3f>> places; ///< of some points
         };
         const Row rows[] = {
-            { strays, "/surplus 8 /shortage 8 /card 4 ", 12 + 10 + 1, 3, {} },
+            { strays, "/surplus 8 /card 4 /shortage 8 ", 12 + 10 + 1, 3, {} },
             { deep,
               QByteArray("/t/g").repeated(5000) + "/box 8 ",
               12,
