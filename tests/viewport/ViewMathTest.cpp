@@ -38,7 +38,11 @@ QPointF pixelOf(const CameraMatrices &matrices, const QVector3D &point)
              (double(ndc.y()) * 0.5 + 0.5) * matrices.height };
 }
 
-double distance(const QPointF &a, const QPointF &b) { return QLineF(a, b).length(); }
+/// Single precision over a few hundred pixels leaves that much.
+bool isNear(const QPointF &a, const QPointF &b, double pixels = 0.01)
+{
+    return QLineF(a, b).length() < pixels;
+}
 
 OrbitCamera sizedCamera()
 {
@@ -53,15 +57,14 @@ std::vector<QPoint> roundedLine(const QPoint &from, const QPoint &delta)
 {
     const bool alongY = std::abs(delta.y()) > std::abs(delta.x());
     const int length = alongY ? delta.y() : delta.x();
-    const int rise = alongY ? delta.x() : delta.y();
+    // Half-way pixels go to the farther side only on the way up the longer axis.
+    const auto rounded = [tie = length > 0 ? 0.5 : 0.499](double exact) {
+        return int(std::copysign(std::floor(std::abs(exact) + tie), exact));
+    };
     std::vector<QPoint> line { from };
     for (int step = 1; step <= std::abs(length); ++step) {
-        const double height = std::abs(double(rise)) * step / std::abs(length);
-        // Half-way pixels go to the farther side only on the way up the longer axis.
-        const double nearest = length > 0 ? std::floor(height + 0.5) : std::ceil(height - 0.5);
-        const int major = length > 0 ? step : -step;
-        const int minor = int(rise < 0 ? -nearest : nearest);
-        line.push_back(from + (alongY ? QPoint(minor, major) : QPoint(major, minor)));
+        const QPointF exact = QPointF(delta) * step / std::abs(length);
+        line.push_back(from + QPoint(rounded(exact.x()), rounded(exact.y())));
     }
     return line;
 }
@@ -88,16 +91,15 @@ private slots:
     {
         OrbitCamera camera = sizedCamera();
         const QVector3D point(1.5f, -2.25f, 0.75f);
-        QVERIFY(distance(pixelOf(camera.matrices(), point), plainPixel(camera, point, {}, 45)) <
-                0.01); // single precision over a few hundred pixels
+        QVERIFY(isNear(pixelOf(camera.matrices(), point), plainPixel(camera, point, {}, 45)));
         camera.setFieldOfView(20);
         camera.frameBox({ 1, 2, 3 }, { 3, 4, 4 });
         camera.beginDrag(100, 100);
         camera.orbitDrag(131, 80, DragKind::Tumble);
         camera.orbitDrag(140, 60, DragKind::Pan);
         camera.orbitDrag(140, 300, DragKind::Dolly);
-        QVERIFY(distance(pixelOf(camera.matrices(), point),
-                         plainPixel(camera, point, { 2, 3, 3.5 }, 20)) < 0.01);
+        QVERIFY(isNear(pixelOf(camera.matrices(), point),
+                       plainPixel(camera, point, { 2, 3, 3.5 }, 20)));
         for (const float impossible : { 0.0f, -1.0f, 180.0f, float(qQNaN()) })
             camera.setFieldOfView(impossible);
         QCOMPARE(camera.fieldOfView(), 20.0f);
@@ -106,13 +108,11 @@ private slots:
         QVERIFY(qAbs(projection.map(QVector3D(0, 0, -10000)).z() - 1) < 1e-4f);
 
         // Sideways or downwards enlarges, the longer way wins, a tie is the vertical one's.
-        const std::tuple<int, int, int> dollies[] = {
-            { 30, 20, 30 }, { -20, 30, -30 }, { 25, 25, -25 }, { 0, -7, 7 }
-        };
-        for (const auto &[dx, dy, pixels] : dollies) {
+        for (const QVector3D &drag :
+             { QVector3D(30, 20, 30), { -20, 30, -30 }, { 25, 25, -25 }, { 0, -7, 7 } }) {
             OrbitCamera dolly = sizedCamera();
-            dolly.orbitDrag(dx, dy, DragKind::Dolly);
-            QVERIFY(qAbs(dolly.pan().z() - (-20.0f + float(pixels) * 0.02f)) < 1e-5f);
+            dolly.orbitDrag(int(drag.x()), int(drag.y()), DragKind::Dolly);
+            QVERIFY(qAbs(dolly.pan().z() - (-20.0f + drag.z() * 0.02f)) < 1e-5f);
         }
     }
 
@@ -135,14 +135,12 @@ private slots:
         const QVector3D point(0.5f, 1, -0.25f);
         const QPointF before = pixelOf(camera.matrices(sceneView), point);
         camera.pictureDrag(64, -36, DragKind::Pan);
-        QVERIFY(distance(pixelOf(camera.matrices(sceneView), point), before + QPointF(64, -36)) <
-                0.01);
+        QVERIFY(isNear(pixelOf(camera.matrices(sceneView), point), before + QPointF(64, -36)));
         // It stops while the drag goes on being counted.
         for (const auto &[heights, zoom] :
              { std::pair(10.0, 0.1f), { 1.0, 0.1f }, { 0.5, 0.5f } }) {
             camera.pictureDrag(64, -36 + int(heights * kHeight), DragKind::Dolly);
-            QCOMPARE(camera.picture()(0, 0), zoom);
-            QCOMPARE(camera.picture()(1, 1), zoom);
+            QVERIFY(camera.picture()(0, 0) == zoom && camera.picture()(1, 1) == zoom);
         }
         camera.pictureDrag(300, 300, DragKind::Tumble);
         camera.resetPicture();
@@ -163,18 +161,16 @@ private slots:
                 const ScreenRay ray = screenRay(pixel, matrices);
                 // Not at the near end itself: a tenth of a unit from the eye, single precision at
                 // these coordinates is a fraction of a pixel.
-                for (const float share : { 0.001f, 0.01f, 1.0f })
-                    QVERIFY(
-                        distance(pixelOf(matrices,
-                                         ray.nearPoint + (ray.farPoint - ray.nearPoint) * share),
-                                 pixel) < 0.05);
+                for (const float share : { 0.001f, 0.01f, 1.0f }) {
+                    const QVector3D at = ray.nearPoint + (ray.farPoint - ray.nearPoint) * share;
+                    QVERIFY(isNear(pixelOf(matrices, at), pixel, 0.05));
+                }
                 QVERIFY(qAbs(-matrices.view.map(ray.nearPoint).z() - 0.1f) < 2e-3f);
             }
             const QVector3D hit(100, 20, -10);
-            const QVector3D up =
-                matrices.view.row(1).toVector3D().normalized() * worldRadius(80, hit, matrices);
-            QVERIFY(qAbs(distance(pixelOf(matrices, hit + up), pixelOf(matrices, hit)) - 80) <
-                    0.05);
+            const QVector3D up = matrices.view.row(1).toVector3D().normalized();
+            const QPointF rim = pixelOf(matrices, hit + up * worldRadius(80, hit, matrices));
+            QVERIFY(qAbs(QLineF(rim, pixelOf(matrices, hit)).length() - 80) < 0.05);
         }
         const ScreenRay ray { { 0, 0, 5 }, { 2, 0, -5 } };
         QCOMPARE(planeHit(ray, { 7, 7, 0 }, { 0, 0, 1 }).value(), QVector3D(1, 0, 0));
@@ -192,20 +188,15 @@ private slots:
             for (int dy = -13; dy <= 13; ++dy)
                 QVERIFY(pixelLine({ -3, 7 }, { dx - 3, dy + 7 }) ==
                         roundedLine({ -3, 7 }, { dx, dy }));
-        const std::tuple<int, double, int> rows[] = { // the last: every how many pixels
-                                                      { 0, 0.0, 1 },
-                                                      { 10, 1.5, 2 },
-                                                      { 20, 3.0, 4 },
-                                                      { 50, 7.5, 8 },
-                                                      { 200, 7.5, 8 }
-        };
-        for (const auto &[radius, spacing, step] : rows) {
-            QCOMPARE(stampSpacing(radius), spacing);
+        // A stamp at every so many pixels.
+        for (const auto &[radius, step] :
+             { std::pair(0, 1), { 10, 2 }, { 20, 4 }, { 50, 8 }, { 200, 8 } }) {
+            QCOMPARE(stampSpacing(radius), 0.15 * std::min(radius, 50));
             for (const int sign : { 1, -1 }) {
-                const auto stamps = stroke({ { 0, 3 }, { 32 * sign, 3 } }, spacing);
-                QCOMPARE(int(stamps.size()), 32 / step);
-                for (int i = 0; i < 32 / step; ++i)
-                    QCOMPARE(stamps[size_t(i)], QPoint((i + 1) * step * sign, 3));
+                std::vector<QPoint> expected;
+                for (int x = step; x <= 32; x += step)
+                    expected.emplace_back(x * sign, 3);
+                QCOMPARE(stroke({ { 0, 3 }, { 32 * sign, 3 } }, stampSpacing(radius)), expected);
             }
         }
         QCOMPARE(stroke({ { 0, 0 }, { 12, 12 } }, 7.5), // 8.49 pixels apart
@@ -220,13 +211,12 @@ private slots:
 
     void strengthLabels()
     {
-        const std::pair<float, const char *> rows[] = {
-            { 1.0f, "1" },        { 0.0f, "0" },      { 0.5f, "0.50" },
-            { 0.123f, "0.12" },   { 0.999f, "0.99" }, { 0.9999999f, "1.00" }, // six digits round up
-            { 0.00001f, "0.00" }, { 1.25f, "1.25" },
-        };
-        for (const auto &[strength, label] : rows)
-            QCOMPARE(strengthLabel(strength), QLatin1String(label));
+        QStringList labels; // six digits round the sixth up
+        for (const float strength :
+             { 1.0f, 0.0f, 0.5f, 0.123f, 0.999f, 0.9999999f, 0.00001f, 1.25f })
+            labels << strengthLabel(strength);
+        QCOMPARE(labels.join(QLatin1Char(' ')),
+                 QStringLiteral("1 0 0.50 0.12 0.99 1.00 0.00 1.25"));
     }
 
     void imageSequences()
@@ -246,10 +236,8 @@ private slots:
         };
         for (const auto &[files, chosen, expected] : rows) {
             const QTemporaryDir folder;
-            for (const QString &name : QString::fromLatin1(files).split(QLatin1Char(' '))) {
-                QFile file(folder.filePath(name));
-                QVERIFY(file.open(QIODevice::WriteOnly));
-            }
+            for (const QString &name : QString::fromLatin1(files).split(QLatin1Char(' ')))
+                QVERIFY(QFile(folder.filePath(name)).open(QIODevice::WriteOnly));
             QStringList found;
             for (const auto &[frame, path] :
                  scanImageSequence(folder.filePath(QLatin1String(chosen)), -5))
