@@ -257,13 +257,8 @@ void AlembicFile::Archive::collectMesh(const Abc::IObject &object, int transform
 void AlembicFile::Archive::count(const ArchiveMesh &mesh)
 {
     const auto &schema = mesh.object.getSchema();
-    // A damaged sample may claim anything; reading it then says so. The file holds no more than it
-    // is long.
-    const auto length = quint64(stamp.size);
-    const quint64 points = std::min<quint64>(guarded::itemCount(schema.getPositionsProperty()),
-                                             length / sizeof(Imath::V3f));
-    const quint64 corners = std::min<quint64>(guarded::itemCount(schema.getFaceIndicesProperty()),
-                                              length / sizeof(qint32));
+    const quint64 points = guarded::itemCount(schema.getPositionsProperty());
+    const quint64 corners = guarded::itemCount(schema.getFaceIndicesProperty());
     pointCount += points;
     m_neededMemory += kBytesPerPoint * points + kBytesPerCorner * corners;
     if (m_neededMemory > m_freeMemory) {

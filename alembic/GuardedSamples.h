@@ -56,12 +56,17 @@ ArrayItems<Property> readArray(const Property &property, const Alembic::Abc::ISa
     return items;
 }
 
-/// How many items the first sample claims, without reading them.
+/// How many items the first sample has, without reading them. 0 where it is damaged, which reading
+/// it says.
 template <class Property> std::size_t itemCount(const Property &property)
 {
     Alembic::AbcCoreAbstract::ArraySampleKey key;
-    if (property.getNumSamples() == 0 || !property.getKey(key, Alembic::Abc::index_t(0)))
+    try {
+        if (property.getNumSamples() == 0 || !property.getKey(key, Alembic::Abc::index_t(0)))
+            return 0;
+    } catch (const std::exception &) {
         return 0;
+    }
     return key.numBytes / sizeof(typename Property::value_type);
 }
 
