@@ -33,10 +33,9 @@ inline MeshScene meshScene(const TestMesh &mesh, const Topology &topology)
     MeshScene scene { mesh, topology, {}, {}, {}, {}, {}, {}, {} };
     double shortest = mesh.extent();
     const std::vector<quint32> &edges = topology.edges();
-    for (size_t k = 0; k + 1 < edges.size(); k += 2) {
-        const double edge = double((mesh.points[edges[k]] - mesh.points[edges[k + 1]]).length());
-        shortest = edge < shortest ? edge : shortest; // not for a NaN
-    }
+    for (size_t k = 0; k + 1 < edges.size(); k += 2) // a NaN is not less
+        shortest = std::min(shortest,
+                            double((mesh.points[edges[k]] - mesh.points[edges[k + 1]]).length()));
     const double amplitude = 0.2 * shortest;
     scene.rest = jittered(mesh.points, amplitude, 1);
     scene.position = jittered(bent(scene.rest, 0.4f), 0.5 * amplitude, 2);

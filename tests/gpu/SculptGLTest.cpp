@@ -23,41 +23,25 @@ Vec toVec(const QVector3D &v) { return { double(v.x()), double(v.y()), double(v.
 Vec toVec(const QVector4D &v) { return toVec(v.toVector3D()); }
 QVector4D toPoint(Vec v, float w) { return { float(v.x), float(v.y), float(v.z), w }; }
 
-/// Separate triangles, which share no vertex.
-struct Soup : TestMesh {
-    void add(QVector3D a, QVector3D b, QVector3D c)
-    {
-        const int first = vertexCount();
-        for (const QVector3D &p : { a, b, c })
-            points.emplace_back(p, 1.0f);
-        addFace({ first, first + 2, first + 1 }); // the topology turns it
-    }
-};
-
-/// `count` unit triangles in the plane z = 0, three apart.
-Soup triangleRow(int count)
+/// Separate triangles, which share no vertex: each three corners in a row.
+TestMesh soupOf(const std::vector<QVector3D> &corners)
 {
-    Soup soup;
-    for (int i = 0; i < count; ++i) {
-        const QVector3D origin(3.0f * float(i), 0.0f, 0.0f);
-        soup.add(origin, origin + QVector3D(1, 0, 0), origin + QVector3D(0, 1, 0));
-    }
+    TestMesh soup;
+    for (const QVector3D &corner : corners)
+        soup.points.emplace_back(corner, 1.0f);
+    for (int first = 0; first < soup.vertexCount(); first += 3)
+        soup.addFace({ first, first + 2, first + 1 }); // the topology turns it
     return soup;
 }
 
-Soup randomSoup(int count)
+/// `count` unit triangles in the plane z = 0, three apart.
+TestMesh triangleRow(int count)
 {
-    std::mt19937 random(7);
-    std::uniform_real_distribution<float> place(-10.0f, 10.0f), offset(-1.5f, 1.5f);
-    Soup soup;
-    for (int i = 0; i < count; ++i) {
-        const QVector3D centre(place(random), place(random), place(random));
-        const auto corner = [&] {
-            return centre + QVector3D(offset(random), offset(random), offset(random));
-        };
-        soup.add(corner(), corner(), corner());
-    }
-    return soup;
+    std::vector<QVector3D> corners;
+    for (int i = 0; i < count; ++i)
+        for (const QVector3D &corner : { QVector3D(0, 0, 0), { 1, 0, 0 }, { 0, 1, 0 } })
+            corners.push_back(corner + QVector3D(3.0f * float(i), 0, 0));
+    return soupOf(corners);
 }
 
 /// On both sides of the threshold, and on no two neighbours: mask smoothing reads them in place.
@@ -99,28 +83,22 @@ QVector4D groupSum(const PointArray &items, size_t group)
 /// All that a dab may write, one after the other.
 Pose stateAfter(const Scene &s, const std::vector<float> &falloff, const BrushSettings &brush)
 {
-    const Dab dab { s.rings,
-                    s.position,
-                    s.normal,
-                    s.deltas,
-                    s.basePoints, // as "backupPoints"
-                    s.offsetPoints,
-                    s.mask,
-                    { falloff.begin(), falloff.end() },
-                    { toVec(someArea().areaPosition), toVec(someArea().areaNormal), 1 },
-                    kFrame,
-                    brush,
-                    toVec(kMove) };
+    Dab dab { s.rings, s.position, s.normal, s.deltas, s.basePoints, s.offsetPoints, s.mask };
+    dab.falloff.assign(falloff.begin(), falloff.end());
+    dab.area = { toVec(someArea().areaPosition), toVec(someArea().areaNormal), 1 };
+    dab.frame = kFrame;
+    dab.brush = brush;
+    dab.moveVector = toVec(kMove);
     static const QString path = QStringLiteral(":/alphas2d/Alphas/alphas2d/%1.png");
     static const reference::Alpha square(path.arg(QStringLiteral("square")));
     static const reference::Alpha dot(path.arg(QStringLiteral("dot")));
     const Dab after = reference::sculpted(dab, brush.type == BrushType::Clay ? square : dot);
-    Pose state;
-    for (size_t i = 0; i < after.position.size(); ++i) {
-        for (const Vec &v : { after.position[i], after.deltas[i], after.offsetPoints[i],
-                              Vec { after.mask[i], after.falloff[i], 0 } })
-            state.push_back(v);
-    }
+    Pose state = after.position;
+    for (const Pose *more : { &after.deltas, &after.offsetPoints })
+        state.insert(state.end(), more->begin(), more->end());
+    for (const reference::Weights *weights : { &after.mask, &after.falloff })
+        for (const double weight : *weights)
+            state.push_back({ weight, 0, 0 });
     return state;
 }
 
@@ -135,14 +113,21 @@ private slots:
 
     void hitsLikeTheReference()
     {
-        const Soup soup = randomSoup(2000);
-        m_stage.load(soup);
         std::mt19937 random(11);
-        std::uniform_real_distribution<float> place(-12.0f, 12.0f);
+        const auto somewhere = [&](float reach) {
+            std::uniform_real_distribution<float> place(-reach, reach);
+            const float x = place(random), y = place(random);
+            return QVector3D(x, y, place(random));
+        };
+        std::vector<QVector3D> corners;
+        for (int triangle = 0; triangle < 2000; ++triangle)
+            for (int i = 0; i < 3; ++i)
+                corners.push_back(i ? corners[size_t(3 * triangle)] + somewhere(3) : somewhere(11));
+        const TestMesh soup = soupOf(corners);
+        m_stage.load(soup);
         int hits = 0;
         for (int ray = 0; ray < 600; ++ray) {
-            const QVector3D nearPoint(place(random), place(random), place(random));
-            const QVector3D farPoint(place(random), place(random), place(random));
+            const QVector3D nearPoint = somewhere(12), farPoint = somewhere(12);
             const bool frontOnly = ray % 2 == 1;
             const BrushData record = hit(nearPoint, farPoint, frontOnly);
             QVERIFY(isRightHit(record, soup, toVec(nearPoint), toVec(farPoint), frontOnly));
@@ -161,7 +146,7 @@ private slots:
         }
         // A tie keeps the lower one. Slots 1 and 512 meet late in the reduction's tree, from the
         // wrong side each.
-        Soup soup = triangleRow(2050);
+        TestMesh soup = triangleRow(2050);
         for (const int copy : { 512, 2049 })
             std::copy_n(&soup.points[3], 3, &soup.points[size_t(3 * copy)]);
         m_stage.load(soup);
@@ -174,14 +159,13 @@ private slots:
         const TestMesh sheet = testGrid(100);
         m_stage.load(sheet);
         const auto &edges = m_stage.topology().edges();
-        const auto isInner = [](const QVector4D &p) {
-            return std::max(std::abs(p.x()), std::abs(p.y())) <
-                0.99f; // past the border a miss is right
+        const auto isInner = [](const QVector4D &p) { // past the border a miss is right
+            return std::max(std::abs(p.x()), std::abs(p.y())) < 0.99f;
         };
         for (size_t k = 0; k < 300; ++k) {
             const size_t edge = (k * 7919) % (edges.size() / 2);
-            const QVector4D a = sheet.points[edges[2 * edge]],
-                            b = sheet.points[edges[2 * edge + 1]];
+            const QVector4D a = sheet.points[edges[2 * edge]];
+            const QVector4D b = sheet.points[edges[2 * edge + 1]];
             const QVector3D onEdge = (a + (b - a) * (float(k % 3) / 2.0f)).toVector3D();
             const QVector3D away(7.3f, -4.1f, 9.7f);
             if (isInner(a) && isInner(b))
@@ -191,13 +175,11 @@ private slots:
 
     void brokenTrianglesAreNoHit()
     {
-        Soup soup;
-        soup.add({ 0, 0, 1 }, { 1, 1, 1 }, { 0.5f, 0.5f, 1 }); // collapsed to a line
-        soup.add({ 0, 0, 1 }, { kNan, 0, 1 }, { 0, 1, 1 });
-        soup.add({ 0, 0, 1 }, { kInf, 0, 1 }, { 0, 1, 1 });
-        soup.add({ 0.3f, 0.3f, 1 }, { 0.3f, 0.3f, 1 }, { 0.3f, 0.3f, 1 }); // to a point
-        soup.add({ 0, 0, 0 }, { 1, 0, 0 }, { 0, 1, 0 });
-        m_stage.load(soup);
+        const QVector3D o, x(1, 0, 0), y(0, 1, 0), a(0, 0, 1), b(0, 1, 1), c(0.3f, 0.3f, 1);
+        const QVector3D nan(kNan, 0, 1), inf(kInf, 0, 1);
+        // Collapsed to a line, with a broken corner, collapsed to a point, whole.
+        m_stage.load(
+            soupOf({ a, a + x + y, a + (x + y) / 2, a, nan, b, a, inf, b, c, c, c, o, x, y }));
         const BrushData record = hitBelow(0.3f, 0.3f);
         QCOMPARE(record.hitTriangle, 4);
         QCOMPARE(record.hitPosition, QVector4D(0.3f, 0.3f, 0.0f, 1.0f));
@@ -206,8 +188,7 @@ private slots:
 
     void hitRecordsTheNearestCorner()
     {
-        const Soup soup = triangleRow(2);
-        m_stage.load(soup);
+        m_stage.load(triangleRow(2));
         // The last two are as far from the first corner (3) as from another: the first stays.
         const std::pair<QVector2D, int> places[] = {
             { { 3.1f, 0.1f }, 0 },   { { 3.8f, 0.1f }, 1 },   { { 3.1f, 0.8f }, 2 },
@@ -232,11 +213,10 @@ private slots:
         m_stage.load(sheet);
         setHit(centre);
         mesh().pickVertices(float(radius));
-        std::vector<double> expected;
+        std::vector<double> expected; // the weight's slope is at most 1.5 / radius
         for (const Vec &p : reference::toPose(sheet.points))
             expected.push_back(reference::brushWeight(centre, p, radius));
-        QVERIFY(
-            valuesMatch(falloff(), expected, 1e-6)); // the weight's slope is at most 1.5 / radius
+        QVERIFY(valuesMatch(falloff(), expected, 1e-6));
         QCOMPARE(falloff()[0], 0.0f);
     }
 
@@ -422,16 +402,13 @@ private:
 
     PointArray state()
     {
-        const PointArray position = m_stage.points(), deltas = m_stage.points(Semantic::kDeltas);
-        const PointArray offsetPoints = m_stage.points(Semantic::kOffsetPoints);
-        const auto mask = mesh().readBack<float>(Semantic::kMask);
-        const auto weights = falloff();
-        PointArray state;
-        for (size_t i = 0; i < position.size(); ++i) {
-            for (const QVector4D &v :
-                 { position[i], deltas[i], offsetPoints[i], QVector4D(mask[i], weights[i], 0, 0) })
-                state.push_back(v);
-        }
+        PointArray state = m_stage.points();
+        for (const QLatin1String &name : { Semantic::kDeltas, Semantic::kOffsetPoints })
+            for (const QVector4D &point : m_stage.points(name))
+                state.push_back(point);
+        for (const QLatin1String &name : { Semantic::kMask, Semantic::kFalloff })
+            for (const float weight : mesh().readBack<float>(name))
+                state.emplace_back(weight, 0.0f, 0.0f, 0.0f);
         return state;
     }
 
