@@ -111,13 +111,13 @@ private slots:
 
     void theFieldStartsAtTheLens()
     {
+        const double lens = ShotCamera { 0 }.fieldOfView();
+        auto *field = Global::cameraWindow()->findChild<FloatFieldGrp *>()->field();
         const std::pair<std::function<void()>, double> rows[] = {
-            { [] {}, ShotCamera { 0 }.fieldOfView() },
-            { [] { Global::cameraWindow()->findChild<FloatFieldGrp *>()->field()->clear(); },
-              ShotCamera { 0 }.fieldOfView() }, // no angle: the view keeps its own
+            { [] {}, lens },
+            { [=] { field->clear(); }, lens }, // no angle: the view keeps its own
             { [] { view()->camera().setFieldOfView(60); }, 60 },
-            { [] { emit Global::mainWindow()->alembicImported(); },
-              ShotCamera { 0 }.fieldOfView() },
+            { [] { emit Global::mainWindow()->alembicImported(); }, lens },
             { [] { choose(0); }, 20.408 },
             { [] { Global::cameraWindow()->reset(); }, 45 },
         };
