@@ -25,7 +25,6 @@ private slots:
             { 10.0 / 24, 24, 10 },
             { 0.5, 25, 13 }, // rounded up
             { double(float(1001.0 / 24)), 24, 1001 }, // read back through a float
-            { -5.0 / 24, 24, -5 },
             { -5.5 / 24, 24, -5 },
             { -1.6 / 24, 24, -2 },
             { 1e300, 24, kMost },
@@ -45,21 +44,13 @@ private slots:
 
     void weights()
     {
-        const Keys ramp { keyAt(20, 1), keyAt(10, 0) }; // out of order, as appended by hand
         const Keys step { keyAt(0, 0), keyAt(10, 1), keyAt(10, 0), keyAt(20, 1) };
         const std::tuple<Keys, int, float> rows[] = {
-            { {}, 5, 1.0f },
-            { ramp, 15, 0.5f },
-            { ramp, 5, 0.0f },
-            { ramp, 30, 1.0f },
-            { ramp, 10, 0.0f },
-            { { keyAt(3, 0.25f) }, -8, 0.25f },
+            { { keyAt(20, 1), keyAt(10, 0) }, 15, 0.5f }, // out of order, as appended by hand
             { { keyAt(5.2, 0.75f), keyAt(4.8, 0.25f), keyAt(0, 1) }, 5, 0.25f }, // first by time
             { { keyAt(5, 0.75f), keyAt(5, 0.25f) }, 5, 0.75f }, // first as listed
-            { step, 5, 0.5f },
             { step, 10, 1.0f },
             { step, 15, 0.5f }, // the second of the pair continues the curve
-            { { keyAt(0, -2), keyAt(4, 6) }, 3, 4.0f },
         };
         for (auto [keys, frame, weight] : rows)
             QCOMPARE(layerWeight(keys, frame, 24.0), weight);
@@ -69,23 +60,16 @@ private slots:
                 damaged.push_back({ time, 0.5f, true });
         for (const int frame : { kLeast, -1, 0, 7, 100000 })
             QCOMPARE(layerWeight(damaged, frame, 24.0), 0.5f);
-        QVERIFY(std::isnan(damaged.back().time) && damaged.front().time == -qInf());
-    }
-
-    void draggedKeySurvivesSorting()
-    {
         Keys keys { keyAt(9, 0.1f), keyAt(4, 0.2f), keyAt(9, 0.3f), keyAt(1, 0.4f) };
         QCOMPARE(sortKeysAround(keys, 2), 3);
         QCOMPARE(keys[3], keyAt(9, 0.3f));
-        QCOMPARE(sortKeysAround(keys, 4), -1);
-        QCOMPARE(sortKeysAround(keys, -1), -1);
+        QVERIFY(sortKeysAround(keys, 4) == -1 && sortKeysAround(keys, -1) == -1);
     }
 
     void pixelsOfFrames()
     {
-        const std::pair<int, FrameRange> rulers[] = {
-            { 250, { 0, 24 } }, { 1131, { 1001, 1049 } }, { 640, { -30, 17 } }, { 300, { 12, 12 } }
-        };
+        const std::pair<int, FrameRange> rulers[] = { { 1131, { 1001, 1049 } },
+                                                      { 640, { -30, 17 } } };
         for (const auto &[width, range] : rulers) {
             const QSize widget(width, 140);
             for (int frame = range.start; frame <= range.end; ++frame) {
@@ -119,22 +103,13 @@ private slots:
             QCOMPARE(nextFrame(current, { 10, 20 }), after);
         }
         QCOMPARE(nextFrame(50, { 50, 40 }), 50); // a reversed range loops over its one frame
-        const RangeMargins at { 20, 30 }; // around a bar 100 wide
-        QCOMPARE(dragLeftEnd(at, 500, 100, 60), (RangeMargins { 60, 30 }));
-        QCOMPARE(dragRightEnd(at, -500, 100, 60), (RangeMargins { 20, 70 }));
-        QCOMPARE(dragLeftEnd(at, 5, 40, 60), at); // squeezed below its minimum: it may only grow
+        const RangeMargins at { 20, 30 }; // squeezed below its minimum a bar may only grow
+        QCOMPARE(dragLeftEnd(at, 5, 40, 60), at);
         QCOMPARE(dragLeftEnd(at, -5, 40, 60), (RangeMargins { 15, 30 }));
-        QCOMPARE(dragBody(at, -100), (RangeMargins { 0, 50 }));
-    }
-
-    void shownRanges()
-    {
         const std::tuple<RangeMargins, int, FrameRange, FrameRange> rows[] = {
-            { { 0, 0 }, 1000, { 0, 24 }, { 0, 24 } },
             { { 49, 100 }, 1000, { 0, 24 }, { 1, 22 } }, // fractions are cut
             { { 29, 43 }, 100, { 0, 100 }, { 29, 57 } }, // exact shares
             { { 100, 0 }, 1000, { 1001, 1049 }, { 1105, 1049 } }, // shifted past the end
-            { { 100, 100 }, 1000, { -50, 100 }, { -40, 90 } },
             { { 5, 5 }, 0, { 3, 9 }, { 3, 9 } },
             { { 900, 0 }, 1000, { kMost - 1, kMost }, { kMost, kMost } },
         };
