@@ -4,7 +4,6 @@
 
 #include <QtTest>
 
-#include <random>
 #include <set>
 
 namespace {
@@ -101,7 +100,7 @@ private slots:
         QCOMPARE(neighbours(sheet.rings(), 9, 1), (Indices { 0, 4, 2 }));
         QCOMPARE(neighbours(sheet.rings(), 9, 8), (Indices { 5, 7 }));
         const Topology fans = testTwoFans().topology(); // one after the other
-        QCOMPARE(neighbours(fans.rings(), 7, 0), (Indices { 1, 2, 3, 4, 5, 6 }));
+        QCOMPARE(neighbours(fans.rings(), 9, 4), (Indices { 0, 3, 6, 8, 5, 2 }));
         Topology polygon;
         polygon.build(5, { 4, 0, 1, 2, 3 }, { 5 });
         QCOMPARE(polygon.triangles(), (Indices { 4, 1, 0, 4, 2, 1, 4, 3, 2 }));
@@ -130,33 +129,17 @@ private slots:
             QVERIFY(topology.validate() && topology.triangleCount() == triangles);
             QCOMPARE(topology.vertexCount(), std::max(vertexCount, 0));
         }
-        std::mt19937 random(7);
-        const auto below = [&](int bound) { return int(random() % unsigned(bound)); };
-        QLoggingCategory::setFilterRules(QStringLiteral("plexmold.layers.debug=false"));
-        for (int round = 0; round < 3000; ++round) {
-            const int vertexCount = 1 + below(12);
-            Ints counts(size_t(below(20))), indices(size_t(below(80)));
-            for (qint32 &count : counts)
-                count = below(50) ? 3 + below(4) : -1;
-            for (qint32 &index : indices)
-                index = below(50) ? below(vertexCount) : below(40) - 20;
-            Topology topology;
-            topology.build(vertexCount, indices, counts);
-            QString fault;
-            QVERIFY2(topology.validate(&fault), qPrintable(fault));
-        }
     }
 
     /// Two sheets, one just above the other.
     void falloffDoesNotJumpAGap()
     {
         TestMesh mesh = testGrid(5, 5);
-        const TestMesh above = mesh;
-        for (const QVector4D &p : above.points)
-            mesh.points.push_back(p + QVector4D(0, 0, 0.01f, 0));
-        for (const qint32 index : above.indices)
-            mesh.indices.push_back(index + above.vertexCount());
-        mesh.counts.insert(mesh.counts.end(), above.counts.begin(), above.counts.end());
+        for (int i = 0; i < 25; ++i)
+            mesh.points.push_back(mesh.points[size_t(i)] + QVector4D(0, 0, 0.01f, 0));
+        for (size_t i = 0; i < 16; ++i)
+            mesh.addFace({ mesh.indices[4 * i] + 25, mesh.indices[4 * i + 1] + 25,
+                           mesh.indices[4 * i + 2] + 25, mesh.indices[4 * i + 3] + 25 });
         const std::vector<float> falloff = mesh.topology().surfaceFalloff(12, mesh.points, 0.6f);
         QVERIFY(falloff[12] == 1.0f && falloff[13] > 0.0f);
         QVERIFY(std::all_of(falloff.begin() + 25, falloff.end(), [](float f) { return f == 0; }));
@@ -178,11 +161,8 @@ private slots:
     void sparsePointsKeepWhatIsThere()
     {
         const QVector4D p(1, -2, 3, 0), none, w(0, 0, 0, 1);
-        for (const PointArray &deltas : { PointArray {},
-                                          { none },
-                                          { p },
-                                          { p, none, none, p, p },
-                                          { none, p, none, w, none } }) {
+        for (const PointArray &deltas :
+             { PointArray {}, { none }, { p, none, none, p, p }, { none, p, none, w, none } }) {
             PointArray points(deltas.size(), QVector4D(1, 1, 1, 1)), expected = points;
             SparsePoints(deltas).addTo(points, 0.5f);
             for (size_t i = 0; i < deltas.size(); ++i)

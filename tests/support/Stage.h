@@ -36,13 +36,14 @@ public:
     /// Writes the mesh as an archive of five frames.
     QString write(const TestMesh &mesh, int firstFrame = 0) const
     {
-        archives::Shape shape { archivePoints(mesh.points), mesh.indices, mesh.counts };
-        std::vector<archives::Points> later;
-        for (int frame = 1; frame < kFrames; ++frame)
-            later.push_back(archivePoints(posed(mesh, frame)));
+        std::vector<archives::Points> poses(kFrames);
+        for (int frame = 0; frame < kFrames; ++frame)
+            for (const QVector4D &point : posed(mesh, frame))
+                poses[size_t(frame)].emplace_back(point.x(), point.y(), point.z());
         const QString path = this->path(QStringLiteral("%1 %2.abc").arg(mesh.name).arg(firstFrame));
         archives::Writer writer(path, firstFrame / 24.0);
-        writer.mesh(writer.top(), "mesh", shape, later);
+        writer.mesh(writer.top(), "mesh", { poses[0], mesh.indices, mesh.counts },
+                    { poses.begin() + 1, poses.end() });
         return path;
     }
     void import(const TestMesh &mesh) const { open(write(mesh)); }
@@ -67,27 +68,26 @@ public:
             Global::compareSplit() <= -999.0f && view()->mode() == InteractionMode::None;
     }
 
-    static void press(const QPoint &at, Qt::KeyboardModifiers modifiers = Qt::NoModifier,
+    static void press(const QPoint &at, Qt::KeyboardModifiers modifiers = {},
                       Qt::MouseButton button = Qt::LeftButton, QWidget *on = view())
     {
         Driver::mouse(QTest::MousePress, on, at, button, modifiers);
     }
-    static void move(const QPoint &to, Qt::KeyboardModifiers modifiers = Qt::NoModifier,
-                     QWidget *on = view())
+    static void move(const QPoint &to, Qt::KeyboardModifiers modifiers = {}, QWidget *on = view())
     {
         Driver::mouse(QTest::MouseMove, on, to, Qt::NoButton, modifiers);
     }
-    static void release(const QPoint &at, Qt::KeyboardModifiers modifiers = Qt::NoModifier,
+    static void release(const QPoint &at, Qt::KeyboardModifiers modifiers = {},
                         Qt::MouseButton button = Qt::LeftButton, QWidget *on = view())
     {
         Driver::mouse(QTest::MouseRelease, on, at, button, modifiers);
     }
     static void stroke(const QPoint &from, const QPoint &to, int events = 6,
-                       Qt::KeyboardModifiers modifiers = Qt::NoModifier)
+                       Qt::KeyboardModifiers modifiers = {})
     {
         Driver::drag(view(), from, to, events, Qt::LeftButton, modifiers);
     }
-    static void key(Qt::Key code, Qt::KeyboardModifiers modifiers = Qt::NoModifier)
+    static void key(Qt::Key code, Qt::KeyboardModifiers modifiers = {})
     {
         view()->setFocus();
         Driver::key(view(), code, modifiers);
@@ -117,8 +117,7 @@ public:
     static void tick(const QString &text)
     {
         QAbstractButton *box = button(text);
-        press({ 8, box->height() / 2 }, Qt::NoModifier, Qt::LeftButton, box);
-        release({ 8, box->height() / 2 }, Qt::NoModifier, Qt::LeftButton, box);
+        Driver::drag(box, { 8, box->height() / 2 }, { 8, box->height() / 2 }, 0);
     }
     /// The part of that class beside the label of that text; null without one.
     template <class Part> static Part *beside(const QString &label, QWidget *panel)
@@ -174,14 +173,6 @@ public:
     }
 
 private:
-    static archives::Points archivePoints(const PointArray &points)
-    {
-        archives::Points result;
-        for (const QVector4D &point : points)
-            result.emplace_back(point.x(), point.y(), point.z());
-        return result;
-    }
-
     QTemporaryDir m_folder;
 };
 

@@ -15,8 +15,7 @@ inline const double kPi = std::acos(-1.0);
 struct TestMesh {
     QString name;
     PointArray points;
-    std::vector<qint32> indices;
-    std::vector<qint32> counts;
+    std::vector<qint32> indices, counts;
 
     int vertexCount() const { return int(points.size()); }
     Topology topology() const
@@ -29,11 +28,9 @@ struct TestMesh {
     double extent() const
     {
         double extent = 1.0;
-        for (const QVector4D &p : points) {
-            if (isFinitePoint(p))
-                extent = std::max({ extent, std::abs(double(p.x())), std::abs(double(p.y())),
-                                    std::abs(double(p.z())) });
-        }
+        for (const QVector4D &p : points)
+            for (int i = 0; i < 3 && isFinitePoint(p); ++i)
+                extent = std::max(extent, std::abs(double(p[i])));
         return extent;
     }
     void addPoint(double x, double y, double z)
@@ -76,24 +73,19 @@ inline TestMesh testLoosePoints(int count)
 /// `wave` is the amplitude of its z.
 inline TestMesh testGrid(int width, int height, double wave = 0.0, bool triangles = false)
 {
-    TestMesh mesh {
-        QStringLiteral("%1 x %2 grid, %3").arg(width).arg(height).arg(triangles), {}, {}, {}
-    };
+    TestMesh mesh { QStringLiteral("%1 x %2 grid").arg(width).arg(height), {}, {}, {} };
     const double step = 2.0 / std::max({ width - 1, height - 1, 1 });
-    for (int y = 0; y < height; ++y) {
-        for (int x = 0; x < width; ++x)
-            mesh.addPoint(x * step - 1, y * step - 1,
-                          wave * std::sin(5 * x * step) * std::cos(3 * y * step));
-    }
-    for (int y = 0; y + 1 < height; ++y) {
-        for (int x = 0; x + 1 < width; ++x) {
-            const int a = y * width + x;
-            if (triangles) {
-                mesh.addFace({ a, a + width, a + width + 1 });
-                mesh.addFace({ a, a + width + 1, a + 1 });
-            } else {
-                mesh.addFace({ a, a + width, a + width + 1, a + 1 });
-            }
+    for (int i = 0; i < width * height; ++i) {
+        const int x = i % width, y = i / width;
+        mesh.addPoint(x * step - 1, y * step - 1,
+                      wave * std::sin(5 * x * step) * std::cos(3 * y * step));
+        if (x + 1 == width || y + 1 == height)
+            continue;
+        if (triangles) {
+            mesh.addFace({ i, i + width, i + width + 1 });
+            mesh.addFace({ i, i + width + 1, i + 1 });
+        } else {
+            mesh.addFace({ i, i + width, i + width + 1, i + 1 });
         }
     }
     return mesh;
@@ -133,21 +125,6 @@ inline TestMesh testSphere(int segments = 16, int bands = 10)
     return mesh;
 }
 
-inline TestMesh testTorus(int around = 12, int across = 8)
-{
-    TestMesh mesh { QStringLiteral("torus"), {}, {}, {} };
-    for (int j = 0; j < across; ++j) {
-        const double v = 2 * kPi * j / across;
-        mesh.addCircle(around, 1.0 + 0.4 * std::cos(v), 0.4 * std::sin(v));
-    }
-    const auto at = [&](int i, int j) { return (j % across) * around + i % around; };
-    for (int i = 0; i < around; ++i) {
-        for (int j = 0; j < across; ++j)
-            mesh.addFace({ at(i, j), at(i, j + 1), at(i + 1, j + 1), at(i + 1, j) });
-    }
-    return mesh;
-}
-
 /// Closed: two faces of seven corners and as many quads.
 inline TestMesh testPrism()
 {
@@ -161,56 +138,20 @@ inline TestMesh testPrism()
     return mesh;
 }
 
-/// A disc of triangles around vertex 0, which has `valence` neighbours; not flat.
-inline TestMesh testFan(int valence = 14)
-{
-    TestMesh mesh { QStringLiteral("fan"), {}, {}, {} };
-    mesh.addPoint(0, 0, 0.5);
-    mesh.addCircle(valence, 1, 0);
-    for (int i = 0; i < valence; ++i) {
-        mesh.points[size_t(i) + 1].setZ(0.1f * float(i % 3));
-        mesh.addFace({ 0, 1 + (i + 1) % valence, 1 + i });
-    }
-    return mesh;
-}
-
-/// Two separate fans of two triangles that share vertex 0 only.
-inline TestMesh testTwoFans()
-{
-    const float z = 0.1f;
-    return { QStringLiteral("two fans"),
-             { { 0, 0, 0, 1 },
-               { 1, 0.7f, 0, 1 },
-               { 1, 0, z, 1 },
-               { 1, -0.7f, 0, 1 },
-               { -1, -0.7f, 0, 1 },
-               { -1, 0, z, 1 },
-               { -1, 0.7f, 0, 1 } },
-             { 0, 1, 2, 0, 2, 3, 0, 4, 5, 0, 5, 6 },
-             { 3, 3, 3, 3 } };
-}
-
-/// Three triangles on the edge of vertices 0 and 1.
-inline TestMesh testThreeOnAnEdge()
-{
-    return { QStringLiteral("three on an edge"),
-             { { 0, 0, 0, 1 },
-               { 0, 1, 0, 1 },
-               { 1, 0.5f, 0, 1 },
-               { -1, 0.5f, 0.1f, 1 },
-               { 0, 0.5f, 1, 1 } },
-             { 0, 1, 2, 1, 0, 3, 0, 1, 4 },
-             { 3, 3, 3 } };
-}
-
-/// A triangle alone, and two that share an edge and are wound against each other.
-inline TestMesh testLooseTriangles()
+/// Triangles of a kind seldom met, on the points of a curved sheet.
+inline TestMesh testOddTriangles(const char *name, std::vector<qint32> indices)
 {
     TestMesh mesh = testGrid(3);
-    mesh.name = QStringLiteral("loose triangles");
-    mesh.indices = { 0, 3, 1, 4, 7, 8, 4, 5, 8 };
-    mesh.counts.assign(3, 3);
+    mesh.name = QLatin1String(name);
+    mesh.indices = std::move(indices);
+    mesh.counts.assign(mesh.indices.size() / 3, 3);
     return mesh;
+}
+
+/// Two separate fans of two triangles that share vertex 4 only.
+inline TestMesh testTwoFans()
+{
+    return testOddTriangles("two fans", { 4, 0, 3, 4, 3, 6, 4, 8, 5, 4, 5, 2 });
 }
 
 /// A curved sheet with a NaN point in its middle and an infinite one in a corner.
@@ -223,34 +164,18 @@ inline TestMesh testNaNPoint()
     return mesh;
 }
 
-/// A curved sheet followed by vertices that no face uses: rings with no entry at the tables' end.
-inline TestMesh testSheetAndLoosePoints()
-{
-    TestMesh mesh = testGrid(4);
-    mesh.name = QStringLiteral("sheet and loose points");
-    mesh.addPoint(3, 0, 0);
-    mesh.addPoint(3, 1, 0);
-    return mesh;
-}
-
 /// The whole shelf; vertex counts of 0, 1, 1023, 1024 and 1025 included.
 inline std::vector<TestMesh> testMeshes()
 {
-    return { testCube(),
-             testSphere(),
-             testTorus(),
-             testPrism(),
-             testLoosePoints(0),
-             testLoosePoints(1),
-             testGrid(2),
-             testGrid(9, 6, 0.1, true),
-             testGrid(33, 31, 0.1),
-             testGrid(32),
-             testGrid(41, 25, 0.1),
-             testFan(),
-             testTwoFans(),
-             testThreeOnAnEdge(),
-             testLooseTriangles(),
-             testNaNPoint(),
-             testSheetAndLoosePoints() };
+    TestMesh looseAtTheEnd = testGrid(4); // rings with no entry at the tables' end
+    looseAtTheEnd.name = QStringLiteral("sheet and loose points");
+    looseAtTheEnd.addPoint(3, 0, 0);
+    looseAtTheEnd.addPoint(3, 1, 0);
+    return { testCube(), testSphere(), testPrism(), testLoosePoints(0), testLoosePoints(1),
+             testGrid(2), testGrid(9, 6, 0.1, true), testGrid(33, 31, 0.1), testGrid(32),
+             testGrid(41, 25, 0.1), testTwoFans(),
+             testOddTriangles("three on an edge", { 1, 4, 5, 4, 1, 0, 1, 4, 8 }),
+             // One alone, and two that share an edge and are wound against each other.
+             testOddTriangles("loose triangles", { 0, 3, 1, 4, 7, 8, 4, 5, 8 }), testNaNPoint(),
+             looseAtTheEnd };
 }
