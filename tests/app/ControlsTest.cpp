@@ -8,22 +8,6 @@
 #include <QSlider>
 #include <QToolButton>
 
-/// Every field and button of every panel: what a person does to it changes its own value and no
-/// other.
-class ControlsTest : public QObject {
-    Q_OBJECT
-
-private slots:
-    void initTestCase();
-    void everyFieldHoldsItsValue();
-    void everyButtonDoesItsThing();
-    void theMenuCopies();
-    void aNameClickSelects();
-
-private:
-    Stage m_stage;
-};
-
 namespace {
 
 struct Field {
@@ -56,25 +40,24 @@ std::vector<Field> allFields()
     ofLayer(LayerKind::Jiggle, "AsMuscle:", "1", &Data::asMuscle);
     ofLayer(LayerKind::Cloth, "Iterations:", "12", iterations);
 
-    const auto of = [&](QWidget *panel, const char *label, const char *typed, auto held) {
-        fields.push_back({ label, typed, panel, held });
+    QWidget *time = Global::timeControls(), *camera = Global::cameraWindow();
+    const auto plate = [](float PlateSettings::*value) {
+        return [value] { return Global::imagePlane()->settings().*value; };
     };
-    of(Global::layerManager(), "Envelope: ", "0.25", [] { return Global::globalEnvelope(); });
-    of(Global::timeControls(), "Min", "-7", [] { return Stage::ruler().minFrame(); });
-    of(Global::timeControls(), "Max", "1050", [] { return Stage::ruler().maxFrame(); });
-    of(Global::timeControls(), "Time", "13", [] { return Stage::ruler().currentFrame(); });
-    const auto plate = [&](const char *label, const char *typed, float PlateSettings::*value) {
-        of(Global::cameraWindow(), label, typed,
-           [value] { return Global::imagePlane()->settings().*value; });
+    const Field others[] = {
+        { "Envelope: ", "0.25", Global::layerManager(), Global::globalEnvelope },
+        { "Min", "-7", time, [] { return Stage::ruler().minFrame(); } },
+        { "Max", "1050", time, [] { return Stage::ruler().maxFrame(); } },
+        { "Time", "13", time, [] { return Stage::ruler().currentFrame(); } },
+        { "Fov:", "60", camera, [] { return Global::auxViewport()->camera().fieldOfView(); } },
+        { "Scale X:", "1.5", camera, plate(&PlateSettings::scaleX) },
+        { "Scale Y:", "-2.25", camera, plate(&PlateSettings::scaleY) },
+        { "Offset X:", "-0.125", camera, plate(&PlateSettings::offsetX) },
+        { "Offset Y:", "0.5", camera, plate(&PlateSettings::offsetY) },
+        { "Depth:", "12.5", camera, plate(&PlateSettings::depth) },
+        { "Opacity:", "0.5", camera, plate(&PlateSettings::opacity) },
     };
-    of(Global::cameraWindow(), "Fov:", "60",
-       [] { return Global::auxViewport()->camera().fieldOfView(); });
-    plate("Scale X:", "1.5", &PlateSettings::scaleX);
-    plate("Scale Y:", "-2.25", &PlateSettings::scaleY);
-    plate("Offset X:", "-0.125", &PlateSettings::offsetX);
-    plate("Offset Y:", "0.5", &PlateSettings::offsetY);
-    plate("Depth:", "12.5", &PlateSettings::depth);
-    plate("Opacity:", "0.5", &PlateSettings::opacity);
+    fields.insert(fields.end(), std::begin(others), std::end(others));
     return fields;
 }
 
@@ -99,125 +82,134 @@ void chooseFromMenu(Layer *layer, const QString &entry)
     Driver::click(spot, Qt::RightButton);
 }
 
-}
+} // namespace
 
-void ControlsTest::initTestCase()
-{
-    NEEDS_GL(m_stage.hasGL());
-    Global::mainWindow()->resize(1000, 900);
-    m_stage.import(testSphere(12, 8));
-    for (int kind = 0; kind < 5; ++kind)
-        Stage::addLayer(LayerKind(kind));
-    Global::cameraWindow()->show();
-}
+/// Every field and button of every panel: what a person does to it changes its own value and no
+/// other.
+class ControlsTest : public QObject {
+    Q_OBJECT
 
-void ControlsTest::everyFieldHoldsItsValue()
-{
-    const std::vector<Field> fields = allFields();
-    const auto heldByAll = [&] {
-        std::vector<double> values;
-        for (const Field &field : fields)
-            values.push_back(field.held());
-        return values;
-    };
-    for (size_t i = 0; i < fields.size(); ++i) {
-        QLineEdit *edit = editOf(fields[i]);
-        QVERIFY2(edit, fields[i].label);
-        std::vector<double> expected = heldByAll();
-        expected[i] = QByteArray(fields[i].typed).toFloat();
-        const quint64 evaluations = gpuCounters().evaluations;
-        Stage::type(edit, QLatin1String(fields[i].typed));
-        QVERIFY2(heldByAll() == expected, fields[i].label);
-        QVERIFY2(gpuCounters().evaluations > evaluations || i > 14, fields[i].label);
+private slots:
+    void initTestCase()
+    {
+        NEEDS_GL(m_stage.hasGL());
+        Global::mainWindow()->resize(1000, 900);
+        m_stage.import(testSphere(12, 8));
+        for (int kind = 0; kind < 5; ++kind)
+            Stage::addLayer(LayerKind(kind));
+        Global::cameraWindow()->show();
     }
-    // And each shows what its layer holds when a scene brings it back, without changing it.
-    const QString path = m_stage.path(QStringLiteral("fields.pxm"));
-    Global::saveScene(path);
-    Driver::answerFileDialog(path);
-    Stage::key(Qt::Key_O, Qt::ControlModifier);
-    QCOMPARE(Global::layers().size(), size_t(5));
-    const std::vector<Field> opened = allFields();
-    for (size_t i = 0; i < 14; ++i) {
-        QCOMPARE(editOf(opened[i])->text(), QLatin1String(opened[i].typed));
-        QCOMPARE(opened[i].held(), double(QByteArray(opened[i].typed).toFloat()));
+
+    void everyFieldHoldsItsValue()
+    {
+        const std::vector<Field> fields = allFields();
+        const auto heldByAll = [&] {
+            std::vector<double> values;
+            for (const Field &field : fields)
+                values.push_back(field.held());
+            return values;
+        };
+        for (size_t i = 0; i < fields.size(); ++i) {
+            QLineEdit *edit = editOf(fields[i]);
+            QVERIFY2(edit, fields[i].label);
+            std::vector<double> expected = heldByAll();
+            expected[i] = QByteArray(fields[i].typed).toFloat();
+            const quint64 evaluations = gpuCounters().evaluations;
+            Stage::type(edit, QLatin1String(fields[i].typed));
+            QVERIFY2(heldByAll() == expected, fields[i].label);
+            QVERIFY2(gpuCounters().evaluations > evaluations || i > 14, fields[i].label);
+        }
+        // And each shows what its layer holds when a scene brings it back, without changing it.
+        const QString path = m_stage.path(QStringLiteral("fields.pxm"));
+        Global::saveScene(path);
+        Driver::answerFileDialog(path);
+        Stage::key(Qt::Key_O, Qt::ControlModifier);
+        QCOMPARE(Global::layers().size(), size_t(5));
+        const std::vector<Field> opened = allFields();
+        for (size_t i = 0; i < 14; ++i) {
+            QCOMPARE(editOf(opened[i])->text(), QLatin1String(opened[i].typed));
+            QCOMPARE(opened[i].held(), double(QByteArray(opened[i].typed).toFloat()));
+        }
+        QCOMPARE(Global::globalEnvelope(), 1.0f); // a new scene's
     }
-    QCOMPARE(Global::globalEnvelope(), 1.0f); // a new scene's
-}
 
-void ControlsTest::everyButtonDoesItsThing()
-{
-    Layer *sculpt = Global::layers().front();
-    auto *tangent = Stage::beside<QAbstractButton>(QStringLiteral("Tangent"), sculpt);
-    Stage::bringIntoView(tangent);
-    for (const bool on : { true, false }) {
-        const quint64 evaluations = gpuCounters().evaluations;
-        Driver::click(tangent);
-        QVERIFY(sculpt->data()->tangent() == on && tangent->isChecked() == on);
-        QCOMPARE(gpuCounters().evaluations, evaluations + 1);
-        Stage::tick(QStringLiteral("by surface"));
-        QVERIFY(MainWindow::bySurface() == on);
-    }
-    auto *slider = Stage::beside<QSlider>(QStringLiteral("Intensity:"), sculpt);
-    slider->setFocus();
-    QTest::keyClick(slider, Qt::Key_Left);
-    QCOMPARE(sculpt->data()->intensity(), 0.51f);
+    void everyButtonDoesItsThing()
+    {
+        Layer *sculpt = Global::layers().front();
+        auto *tangent = Stage::beside<QAbstractButton>(QStringLiteral("Tangent"), sculpt);
+        Stage::bringIntoView(tangent);
+        for (const bool on : { true, false }) {
+            const quint64 evaluations = gpuCounters().evaluations;
+            Driver::click(tangent);
+            QVERIFY(sculpt->data()->tangent() == on && tangent->isChecked() == on);
+            QCOMPARE(gpuCounters().evaluations, evaluations + 1);
+            Stage::tick(QStringLiteral("by surface"));
+            QVERIFY(MainWindow::bySurface() == on);
+        }
+        auto *slider = Stage::beside<QSlider>(QStringLiteral("Intensity:"), sculpt);
+        QTest::keyClick(slider, Qt::Key_Left);
+        QCOMPARE(sculpt->data()->intensity(), 0.51f);
+        QAbstractButton *cotangent = Stage::button(QStringLiteral("cotangent"));
+        Stage::press({ 8, 8 }, {}, Qt::LeftButton, cotangent);
+        QVERIFY(MainWindow::cotangent());
+        Stage::release({ 8, 80 }, {}, Qt::LeftButton, cotangent);
+        QVERIFY(MainWindow::cotangent() &&
+                !cotangent->isChecked()); // deliberate: they now disagree
 
-    QAbstractButton *cotangent = Stage::button(QStringLiteral("cotangent"));
-    Stage::press({ 8, 8 }, {}, Qt::LeftButton, cotangent);
-    QVERIFY(MainWindow::cotangent());
-    Stage::release({ 8, 80 }, {}, Qt::LeftButton, cotangent);
-    QVERIFY(MainWindow::cotangent() && !cotangent->isChecked()); // deliberate: they now disagree
-
-    const auto brushes = Global::mainWindow()->findChildren<BrushButton *>();
-    QCOMPARE(brushes.size(), 9);
-    for (BrushButton *brush : brushes) {
-        Stage::press({ 25, 25 }, {}, Qt::LeftButton, brush->button());
-        for (const BrushButton *other : brushes)
-            QCOMPARE(other->button()->isChecked(), other == brush);
-        QCOMPARE(Global::currentBrush(), brush->brush()); // on the press already
-        Stage::release({ 25, 25 }, {}, Qt::LeftButton, brush->button());
-    }
-}
-
-void ControlsTest::theMenuCopies()
-{
-    Layer *from = Global::layers()[1], *to = Global::layers()[2];
-    const std::vector<float> mask(size_t(Global::mesh()->vertexCount()), 0.5f);
-    const std::vector<LayerKey> keys { { 0.5, 0.25f, true }, { 1.0, 1.0f, false } };
-    from->data()->setMask(mask);
-    from->data()->setKeys(keys);
-    chooseFromMenu(from, QStringLiteral("Copy Mask"));
-    chooseFromMenu(from, QStringLiteral("Copy Keys"));
-    from->data()->setMask({}); // the clipboard holds copies
-    from->data()->setKeys({});
-    chooseFromMenu(to, QStringLiteral("Paste Mask"));
-    chooseFromMenu(to, QStringLiteral("Paste Keys"));
-    QVERIFY(to->data()->mask() == mask && to->data()->keys() == keys);
-    QVERIFY(Stage::read<float>(Semantic::kMask) == mask);
-    Driver::whenShown<QDialog>([](QDialog *dialog) {
-        dialog->findChild<QLineEdit *>()->setText(QStringLiteral("Elbow"));
-        dialog->accept();
-    });
-    chooseFromMenu(to, QStringLiteral("Rename"));
-    QCOMPARE(to->data()->name(), QStringLiteral("Elbow"));
-}
-
-void ControlsTest::aNameClickSelects()
-{
-    for (Layer *layer : Global::layers()) {
-        Stage::bringIntoView(Stage::nameLabel(layer));
-        Driver::click(Stage::nameLabel(layer));
-        QVERIFY(Global::currentLayer() == layer && Global::mainWindow()->focusWidget() == layer);
-        for (Layer *other : Global::layers()) { // the middle of the left border
-            const QImage picture = other->grab().toImage();
-            const bool marked = picture.pixelColor(0, other->height() / 2) == QColor(0xffa02f);
-            QCOMPARE(marked, other == layer);
+        const auto brushes = Global::mainWindow()->findChildren<BrushButton *>();
+        QCOMPARE(brushes.size(), 9);
+        for (BrushButton *brush : brushes) {
+            Stage::press({ 25, 25 }, {}, Qt::LeftButton, brush->button());
+            for (const BrushButton *other : brushes)
+                QCOMPARE(other->button()->isChecked(), other == brush);
+            QCOMPARE(Global::currentBrush(), brush->brush()); // on the press already
+            Stage::release({ 25, 25 }, {}, Qt::LeftButton, brush->button());
         }
     }
-    QKeyEvent repeated(QEvent::KeyPress, Qt::Key_Delete, Qt::NoModifier, QString(), true);
-    QApplication::sendEvent(Global::currentLayer(), &repeated); // asks nothing
-    QCOMPARE(Global::layers().size(), size_t(5));
-}
+
+    void theMenuCopies()
+    {
+        Layer *from = Global::layers()[1], *to = Global::layers()[2];
+        const std::vector<float> mask(size_t(Global::mesh()->vertexCount()), 0.5f);
+        const std::vector<LayerKey> keys { { 0.5, 0.25f, true }, { 1.0, 1.0f, false } };
+        from->data()->setMask(mask);
+        from->data()->setKeys(keys);
+        chooseFromMenu(from, QStringLiteral("Copy Mask"));
+        chooseFromMenu(from, QStringLiteral("Copy Keys"));
+        from->data()->setMask({}); // the clipboard holds copies
+        from->data()->setKeys({});
+        chooseFromMenu(to, QStringLiteral("Paste Mask"));
+        chooseFromMenu(to, QStringLiteral("Paste Keys"));
+        QVERIFY(to->data()->mask() == mask && to->data()->keys() == keys);
+        Driver::whenShown<QDialog>([](QDialog *dialog) {
+            dialog->findChild<QLineEdit *>()->setText(QStringLiteral("Elbow"));
+            dialog->accept();
+        });
+        chooseFromMenu(to, QStringLiteral("Rename"));
+        QCOMPARE(to->data()->name(), QStringLiteral("Elbow"));
+    }
+
+    void aNameClickSelects()
+    {
+        for (Layer *layer : Global::layers()) {
+            Stage::bringIntoView(Stage::nameLabel(layer));
+            Driver::click(Stage::nameLabel(layer));
+            QVERIFY(Global::currentLayer() == layer &&
+                    Global::mainWindow()->focusWidget() == layer);
+            for (Layer *other : Global::layers()) { // the middle of the left border
+                const QImage picture = other->grab().toImage();
+                const bool marked = picture.pixelColor(0, other->height() / 2) == QColor(0xffa02f);
+                QCOMPARE(marked, other == layer);
+            }
+        }
+        QKeyEvent repeated(QEvent::KeyPress, Qt::Key_Delete, Qt::NoModifier, QString(), true);
+        QApplication::sendEvent(Global::currentLayer(), &repeated); // asks nothing
+        QCOMPARE(Global::layers().size(), size_t(5));
+    }
+
+private:
+    Stage m_stage;
+};
 
 PLEXMOLD_TEST_MAIN(ControlsTest)
 #include "ControlsTest.moc"

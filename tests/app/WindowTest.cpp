@@ -1,5 +1,4 @@
 #include "app/Licence.h"
-#include "gpu/CameraWindow.h"
 #include "layers/Outliner.h"
 #include "support/Stage.h"
 
@@ -19,56 +18,47 @@ private slots:
     void init()
     {
         Global::clearScene();
-        Global::setScenePath(QStringLiteral("untitled"));
+        Global::setScenePath(untitled);
         Stage::addLayer(LayerKind::Relax);
     }
 
     void cancelledDialogsChangeNothing()
     {
-        const std::tuple<Qt::Key, const char *, const char *> rows[] = {
-            { Qt::Key_O, "load file", "Files(*.pxm)" },
-            { Qt::Key_I, "load file", "Files(*.abc)" },
-            { Qt::Key_S, "Save File", "Files(*.pxm)" },
-        };
-        for (const auto &[key, title, filter] : rows) {
+        for (const auto &[key, filter] : { std::pair(Qt::Key_O, "Files(*.pxm)"),
+                                           { Qt::Key_I, "Files(*.abc)" },
+                                           { Qt::Key_S, "Files(*.pxm)" } }) {
             QString seen;
             Driver::whenShown<QFileDialog>([&seen](QFileDialog *dialog) {
-                seen = dialog->windowTitle() + dialog->nameFilters().join(QLatin1Char('|'));
+                seen = dialog->nameFilters().join(QLatin1Char('|'));
                 dialog->reject();
             });
             Stage::key(key, Qt::ControlModifier);
-            QCOMPARE(seen, QLatin1String(title) + QLatin1String(filter));
+            QCOMPARE(seen, QLatin1String(filter));
             QCOMPARE(Global::layers().size(), size_t(1));
-            QCOMPARE(Global::scenePath(), QStringLiteral("untitled"));
-            QCOMPARE(Global::alembicPath(), QStringLiteral("untitled"));
+            QVERIFY(Global::scenePath() == untitled && Global::alembicPath() == untitled);
         }
     }
 
     void newSceneAsks()
     {
-        const std::pair<QMessageBox::StandardButton, size_t> rows[] = {
-            { QMessageBox::Save, 1 }, // and then the save is cancelled
-            { QMessageBox::Cancel, 1 },
-            { QMessageBox::Discard, 0 },
-        };
-        for (const auto &[answer, layersLeft] : rows) {
+        for (const auto &[answer, layersLeft] :
+             { std::pair(QMessageBox::Save, 1u), // and then the save is cancelled
+               { QMessageBox::Cancel, 1u },
+               { QMessageBox::Discard, 0u } }) {
             // The shortcut reaches the window from a field, too, which discarding takes away under
             // the keys.
             Global::layers().front()->findChild<QLineEdit *>()->setFocus();
             if (!Stage::ruler().playing())
                 Driver::click(Stage::button(QStringLiteral("Play")));
             Driver::answerMessageBox(answer, [answer = answer](QMessageBox *box) {
-                QCOMPARE(box->windowTitle(), QStringLiteral("Scene Not Saved?"));
                 QCOMPARE(box->informativeText(), QStringLiteral("Save Changed to untitled scene?"));
-                QCOMPARE(box->defaultButton(), box->button(QMessageBox::Save));
-                QCOMPARE(box->buttons().size(), 3);
+                QVERIFY(box->defaultButton() == box->button(QMessageBox::Save));
                 if (answer == QMessageBox::Save)
                     Driver::whenShown<QFileDialog>([](QFileDialog *dialog) { dialog->reject(); });
             });
             Driver::key(Global::mainWindow(), Qt::Key_N, Qt::ControlModifier);
             QTest::qWait(10);
-            QCOMPARE(Global::layers().size(), layersLeft);
-            QCOMPARE(Global::scenePath(), QStringLiteral("untitled"));
+            QVERIFY(Global::layers().size() == layersLeft && Global::scenePath() == untitled);
             QCOMPARE(Stage::ruler().playing(), layersLeft > 0); // an empty scene stands still
             QCOMPARE(Stage::button(QStringLiteral("Play"))->isChecked(), layersLeft > 0);
         }
@@ -131,34 +121,28 @@ private slots:
 
     void closingAsks()
     {
-        struct Row {
-            bool named, changed;
-            QMessageBox::StandardButton answer;
-            bool closes;
-        };
-        const Row rows[] = {
-            { true, false, QMessageBox::NoButton, true },
-            { true, true, QMessageBox::Cancel, false },
-            { true, true, QMessageBox::Discard, true },
-            { true, true, QMessageBox::Save, true },
-            { false, true, QMessageBox::Save, false }, // and then the save is cancelled
-        };
-        for (const Row &row : rows) {
+        using Row = std::tuple<bool, bool, QMessageBox::StandardButton, bool>;
+        for (const auto &[named, changed, answer, closes] :
+             { Row(true, false, QMessageBox::NoButton, true),
+               Row(true, true, QMessageBox::Cancel, false),
+               Row(true, true, QMessageBox::Discard, true),
+               Row(true, true, QMessageBox::Save, true),
+               Row(false, true, QMessageBox::Save, false) }) { // and then the save is cancelled
             init();
             const QString path = m_stage.path(QStringLiteral("closing.pxm"));
-            LayerData &data = *Global::layers().front()->data();
-            data.setKeys({ { 0.1, 1.0f, true } }); // no float holds this time
-            if (row.named) {
+            // No float holds this time.
+            Global::layers().front()->data()->setKeys({ { 0.1, 1.0f, true } });
+            if (named) {
                 QVERIFY(Global::saveScene(path) && Global::loadScene(path));
                 Global::setScenePath(path);
             }
-            if (row.changed)
+            if (changed)
                 Global::layers().front()->setIntensity(0.5f);
             bool asked = false, closed = false;
-            if (row.answer != QMessageBox::NoButton)
-                Driver::answerMessageBox(row.answer, [&](QMessageBox *) {
+            if (changed)
+                Driver::answerMessageBox(answer, [&asked, named = named](QMessageBox *) {
                     asked = true;
-                    if (!row.named)
+                    if (!named)
                         Driver::whenShown<QFileDialog>([](QFileDialog *box) { box->reject(); });
                 });
             QTimer::singleShot(0, Global::mainWindow(), [&closed] {
@@ -166,9 +150,8 @@ private slots:
                 QCoreApplication::quit();
             });
             QCoreApplication::exec();
-            QVERIFY(closed == row.closes && asked == row.changed);
-            QCOMPARE(Global::sceneChanged(),
-                     row.changed && !(row.named && row.answer == QMessageBox::Save));
+            QVERIFY(closed == closes && asked == changed);
+            QCOMPARE(Global::sceneChanged(), changed && !(named && answer == QMessageBox::Save));
             Global::mainWindow()->show();
         }
     }
@@ -182,28 +165,8 @@ private slots:
             QtDebugMsg, QRegularExpression(QStringLiteral("^can't save the scene: .*scene.pxm .")));
         QTest::ignoreMessage(QtDebugMsg, "file saved");
         Stage::key(Qt::Key_S, Qt::ControlModifier);
-        QVERIFY(!Global::loadScene(Global::scenePath()));
-        QCOMPARE(Global::layers().size(), size_t(1));
+        QVERIFY(!Global::loadScene(Global::scenePath()) && Global::layers().size() == 1);
         QVERIFY(!QApplication::activeModalWidget() && !QApplication::overrideCursor());
-    }
-
-    void everyControlTellsWhatItDoes()
-    {
-        for (const LayerKind kind : { LayerKind::Sculpt, LayerKind::Mush, LayerKind::Jiggle })
-            Stage::addLayer(kind);
-        Global::cameraWindow()->show();
-        const auto told = [](const QWidget *widget) {
-            while (widget && widget->toolTip().isEmpty())
-                widget = widget->parentWidget();
-            return widget != nullptr;
-        };
-        for (const QWidget *widget : QApplication::allWidgets())
-            if (widget->isVisible() &&
-                (widget->inherits("QAbstractButton") || widget->inherits("QLineEdit") ||
-                 widget->inherits("QSlider") || widget->inherits("QLabel") ||
-                 widget->inherits("QTreeWidget")))
-                QVERIFY2(told(widget), widget->metaObject()->className());
-        Global::cameraWindow()->hide();
     }
 
     void licence()
@@ -220,18 +183,14 @@ private slots:
         Global::mainWindow()->menuBar()->actions().last()->menu()->actions().first()->trigger();
         auto *dialog = Global::mainWindow()->findChild<QDialog *>();
         QVERIFY(dialog && dialog->isVisible());
-        auto fields = dialog->findChildren<QLineEdit *>();
+        const auto fields = dialog->findChildren<QLineEdit *>();
         QLineEdit *key = fields.at(0)->isReadOnly() ? fields.at(1) : fields.at(0);
-        fields.removeOne(key);
-        QCOMPARE(fields.first()->text().toLatin1(), Licence::requestCode());
-
+        QVERIFY(fields.at(key == fields.at(0))->text().toLatin1() == Licence::requestCode());
         for (const Qt::Key letter : { Qt::Key_B, Qt::Key_A, Qt::Key_D })
             Driver::key(dialog, letter);
         QCOMPARE(key->text(), QStringLiteral("bad")); // the keys went to it without a click
         Driver::key(dialog, Qt::Key_Return);
-        QVERIFY(Global::unlicensed());
-        QVERIFY(!QFile::exists(Licence::keyFilePath()));
-
+        QVERIFY(Global::unlicensed() && !QFile::exists(Licence::keyFilePath()));
         key->setText(QString::fromLatin1(Licence::keyFor(Licence::requestCode())));
         Global::mainWindow()->checkKey();
         const bool licensed = Licence::isLicensed();
@@ -240,6 +199,7 @@ private slots:
     }
 
 private:
+    const QString untitled = QStringLiteral("untitled");
     Stage m_stage;
 };
 
