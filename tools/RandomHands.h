@@ -10,6 +10,7 @@
 #include "tools/Driver.h"
 #include "viewport/Viewport.h"
 
+#include <QFile>
 #include <QSignalMapper>
 
 #include <random>
@@ -78,8 +79,10 @@ public:
 
     void save()
     {
-        if (Global::scenePath() == QLatin1String("untitled"))
+        if (Global::scenePath() == QLatin1String("untitled")) {
+            QFile::remove(m_scenePath); // or the dialog would ask about it
             Driver::answerFileDialog(m_scenePath);
+        }
         window()->saveScene();
     }
 
