@@ -153,6 +153,11 @@ private slots:
         QCOMPARE(Stage::view()->grabFramebuffer(), corrected);
 
         Stage::press(Stage::middle(), Qt::ShiftModifier | Qt::ControlModifier);
+        for (const auto &[split, picture] : // everything is uncorrected; exactly this is off
+             { std::pair(-998.0f, &imported), { -999.0f, &corrected } }) {
+            Global::setCompareSplit(split);
+            QCOMPARE(Stage::view()->grabFramebuffer(), *picture);
+        }
         Global::timeline()->nextFrame(); // a tick ends it
         QVERIFY(Stage::idle(2) && !Stage::view()->overlay()->isShown());
         Stage::release(Stage::middle());
