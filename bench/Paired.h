@@ -24,6 +24,8 @@ public:
     double lastWork() const { return m_work.back(); }
     double medianWork() const { return median(m_work); } ///< seconds
 
+    double medianYardstick() const { return median(m_yardstick); }
+
     void report(benchmark::State &state) const
     {
         state.counters["work_ms"] = 1e3 * median(m_work);

@@ -3,13 +3,17 @@
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <iomanip>
+#include <map>
 #include <ostream>
 #include <string>
 
 /// Prints one line a row: name, time in the row's unit, the ratio to the yardstick where the row
-/// has one, what else the row counted. Of a row that is repeated, the median.
+/// has one, what else the row counted. Of a row that is repeated, the median. Rows named "what, N
+/// vertices" are fitted at the end: the exponent of N with which each of their times grows.
 class RowReporter : public benchmark::BenchmarkReporter {
 public:
     bool ReportContext(const Context &context) override
@@ -27,8 +31,38 @@ public:
                 report(run);
         GetOutputStream().flush();
     }
+    void Finalize() override
+    {
+        for (const auto &[figure, growth] : m_growth)
+            if (growth.sizes > 2)
+                GetOutputStream() << figure << " grows as N^" << rounded(growth.exponent(), "%.2f")
+                                  << '\n';
+    }
 
 private:
+    /// The line through the logarithms, by least squares.
+    struct Growth {
+        int sizes = 0;
+        double x = 0, y = 0, xx = 0, xy = 0;
+        void add(double size, double time)
+        {
+            const double a = std::log(size), b = std::log(time);
+            ++sizes;
+            x += a;
+            y += b;
+            xx += a * a;
+            xy += a * b;
+        }
+        double exponent() const { return (sizes * xy - x * y) / (sizes * xx - x * x); }
+    };
+    void fit(const std::string &name, const Run &run)
+    {
+        const size_t comma = name.find(", ");
+        const double size = comma == name.npos ? 0.0 : std::atof(name.c_str() + comma + 2);
+        for (const auto &[key, value] : run.counters)
+            if (size > 0 && value > 0 && key.size() > 3 && key.substr(key.size() - 3) == "_ms")
+                m_growth[name.substr(0, comma) + ' ' + key].add(size, value);
+    }
     static std::string rounded(double value, const char *format = "%.4g")
     {
         char text[32];
@@ -47,6 +81,7 @@ private:
             line(name, "-", "-") << run.error_message << '\n';
             return;
         }
+        fit(name, run);
         const auto ratio = run.counters.find("ratio");
         std::ostream &out = line(
             name,
@@ -59,6 +94,7 @@ private:
     }
 
     int m_nameWidth = 0;
+    std::map<std::string, Growth> m_growth;
 };
 
 /// Runs the rows that are registered; the library's own options hold, but for the format shown.
