@@ -6,6 +6,7 @@
 #include <QVector3D>
 
 #include <algorithm>
+#include <cmath>
 #include <thread>
 
 /// The kernels' work as plain loops on all cores: what a card, or a driver that plays one, is held
@@ -15,12 +16,14 @@ namespace native {
 
 constexpr size_t kRingCap = 10; ///< neighbours of a mean
 
-template <class Work> void forEachVertex(size_t count, Work work)
+inline size_t threadCount() { return std::max(1u, std::thread::hardware_concurrency()); }
+
+/// Calls work(thread, begin, end) on all cores.
+template <class Work> void forEachPart(size_t count, Work work)
 {
-    const size_t threads = std::max(1u, std::thread::hardware_concurrency());
+    const size_t threads = threadCount();
     const auto part = [&](size_t thread) {
-        for (size_t v = count * thread / threads; v < count * (thread + 1) / threads; ++v)
-            work(v);
+        work(thread, count * thread / threads, count * (thread + 1) / threads);
     };
     std::vector<std::thread> others;
     for (size_t thread = 1; thread < threads; ++thread)
@@ -29,6 +32,29 @@ template <class Work> void forEachVertex(size_t count, Work work)
     for (std::thread &other : others)
         other.join();
 }
+
+template <class Work> void forEachVertex(size_t count, Work work)
+{
+    forEachPart(count, [&](size_t, size_t begin, size_t end) {
+        for (size_t v = begin; v < end; ++v)
+            work(v);
+    });
+}
+
+// Qt's own of these are calls into its library, and divide in double precision.
+inline QVector3D xyz(const QVector4D &v) { return { v.x(), v.y(), v.z() }; }
+inline QVector4D flat(const QVector3D &v) { return { v.x(), v.y(), v.z(), 0.0f }; }
+inline float dot(const QVector3D &a, const QVector3D &b)
+{
+    return a.x() * b.x() + a.y() * b.y() + a.z() * b.z();
+}
+inline QVector3D cross(const QVector3D &a, const QVector3D &b)
+{
+    return { a.y() * b.z() - a.z() * b.y(), a.z() * b.x() - a.x() * b.z(),
+             a.x() * b.y() - a.y() * b.x() };
+}
+inline float length(const QVector3D &v) { return std::sqrt(dot(v, v)); }
+inline QVector3D unit(const QVector3D &v) { return v * (1.0f / length(v)); }
 
 class Ring {
 public:
@@ -58,14 +84,14 @@ inline void normals(const std::vector<quint32> &rings, const PointArray &points,
 {
     forEachVertex(points.size(), [&](size_t v) {
         const Ring ring(rings, points.size(), v);
-        const QVector3D p = points[v].toVector3D();
-        QVector3D sum, x = (points[ring.end()[-1]].toVector3D() - p).normalized();
+        const QVector3D p = xyz(points[v]);
+        QVector3D sum, x = unit(xyz(points[ring.end()[-1]]) - p);
         for (const quint32 n : ring) {
-            const QVector3D y = (points[n].toVector3D() - p).normalized();
-            sum += QVector3D::crossProduct(y, x).normalized();
+            const QVector3D y = unit(xyz(points[n]) - p);
+            sum += unit(cross(y, x));
             x = y;
         }
-        out[v] = QVector4D(sum.normalized(), 0.0f);
+        out[v] = flat(unit(sum));
     });
 }
 
@@ -106,6 +132,172 @@ inline void jiggle(const PointArray &normals, const std::vector<float> &mask, Po
         out[v] += (swung - goal) * mask[v];
         previous[v] = current[v];
         current[v] = out[v];
+    });
+}
+
+/// A vector carried from one pose's frames around a vertex into another's.
+inline QVector3D carried(const Ring &ring, size_t v, const PointArray &from, const PointArray &to,
+                         const QVector3D &vector)
+{
+    const auto direction = [v](const PointArray &pose, quint32 n) {
+        return unit(xyz(pose[n] - pose[v]));
+    };
+    QVector3D sum;
+    QVector3D a = direction(from, ring.end()[-1]), b = direction(to, ring.end()[-1]);
+    for (const quint32 n : ring) {
+        const QVector3D nextA = direction(from, n), nextB = direction(to, n);
+        const QVector3D acrossA = unit(cross(nextA, a));
+        const QVector3D acrossB = unit(cross(nextB, b));
+        sum += b * dot(a, vector) + cross(b, acrossB) * dot(cross(a, acrossA), vector) +
+            acrossB * dot(acrossA, vector);
+        a = nextA;
+        b = nextB;
+    }
+    return unit(sum) * length(vector);
+}
+
+inline void addDeltasTangent(const std::vector<quint32> &rings, const PointArray &base,
+                             const PointArray &offset, const PointArray &pose, PointArray &out)
+{
+    forEachVertex(base.size(), [&](size_t v) {
+        const QVector3D delta = xyz(offset[v] - base[v]);
+        out[v] += flat(carried(Ring(rings, base.size(), v), v, base, pose, delta));
+    });
+}
+
+inline void cloneTangent(const std::vector<quint32> &rings, const PointArray &pose,
+                         const PointArray &shape, const std::vector<float> &mask, float intensity,
+                         PointArray &out)
+{
+    forEachVertex(pose.size(), [&](size_t v) {
+        const Ring ring(rings, pose.size(), v);
+        const QVector3D detail = xyz(shape[v] - ring.mean(shape));
+        const QVector4D goal = ring.mean(pose) + flat(carried(ring, v, shape, pose, detail));
+        out[v] = pose[v] + (goal - pose[v]) * (mask[v] * intensity);
+    });
+}
+
+/// One smoothing, then the detail between `base` and `offset` on top.
+inline void mush(const std::vector<quint32> &rings, const PointArray &pose, const PointArray &base,
+                 const PointArray &offset, const std::vector<float> &mask, PointArray &smooth,
+                 PointArray &out)
+{
+    forEachVertex(pose.size(),
+                  [&](size_t v) { smooth[v] = Ring(rings, pose.size(), v).mean(pose); });
+    forEachVertex(pose.size(), [&](size_t v) {
+        const QVector3D detail = xyz(offset[v] - base[v]);
+        const QVector4D goal =
+            smooth[v] + flat(carried(Ring(rings, pose.size(), v), v, base, smooth, detail));
+        out[v] = pose[v] + (goal - pose[v]) * mask[v];
+    });
+}
+
+/// A step of the springs from rest.
+inline void cloth(const std::vector<quint32> &springs, const PointArray &pose,
+                  const PointArray &rest, const std::vector<float> &mask, PointArray &velocity,
+                  PointArray &out)
+{
+    constexpr float kSpring = 400.0f, kMass = 0.05f, kStep = 0.005f;
+    forEachVertex(pose.size(), [&](size_t v) {
+        QVector3D force;
+        for (const quint32 n : Ring(springs, pose.size(), v)) {
+            const QVector3D reach = xyz(pose[n] - pose[v]);
+            const float taut = length(reach);
+            const float slack = length(xyz(rest[n] - rest[v]));
+            force += reach * (kSpring * (taut - slack) / taut * mask[v]);
+        }
+        const QVector3D acceleration = force / kMass;
+        out[v] = pose[v] + flat(acceleration * (0.5f * kStep * kStep));
+        velocity[v] = flat(acceleration * kStep);
+    });
+}
+
+/// Where the ray from `near` along `way` first meets a triangle, as a share of `way`; 1 without
+/// one.
+inline float hit(const std::vector<quint32> &triangles, const PointArray &points,
+                 const QVector3D &near, const QVector3D &way)
+{
+    std::vector<float> nearest(threadCount(), 1.0f);
+    forEachPart(triangles.size() / 3, [&](size_t thread, size_t begin, size_t end) {
+        float best = 1.0f;
+        for (size_t t = begin; t < end; ++t) {
+            const QVector3D a = xyz(points[triangles[3 * t]]);
+            const QVector3D ab = xyz(points[triangles[3 * t + 1]]) - a;
+            const QVector3D ac = xyz(points[triangles[3 * t + 2]]) - a;
+            const QVector3D p = cross(way, ac);
+            const QVector3D q = cross(near - a, ab);
+            const float scale = 1.0f / dot(ab, p);
+            const float u = dot(near - a, p) * scale;
+            const float v = dot(way, q) * scale;
+            const float at = dot(ac, q) * scale;
+            if (u >= 0.0f && v >= 0.0f && u + v <= 1.0f && at > 0.0f && at < best)
+                best = at;
+        }
+        nearest[thread] = best;
+    });
+    return *std::min_element(nearest.begin(), nearest.end());
+}
+
+inline void pick(const PointArray &points, const QVector3D &centre, float radius,
+                 std::vector<float> &falloff)
+{
+    forEachVertex(points.size(), [&](size_t v) {
+        const float t = length(xyz(points[v]) - centre) / radius, u = 1.0f - t;
+        falloff[v] = t < 1.0f ? u * u * u + 3.0f * t * u * u : 0.0f;
+    });
+}
+
+/// The mean normal of the points within the radius.
+inline QVector3D area(const PointArray &points, const PointArray &normals, const QVector3D &centre,
+                      float radius)
+{
+    struct Sums {
+        QVector4D position, normal;
+    };
+    std::vector<Sums> sums(threadCount());
+    forEachPart(points.size(), [&](size_t thread, size_t begin, size_t end) {
+        Sums mine;
+        for (size_t v = begin; v < end; ++v) {
+            const QVector3D d = xyz(points[v]) - centre;
+            if (dot(d, d) < radius * radius) {
+                mine.position += points[v];
+                mine.normal += normals[v];
+            }
+        }
+        sums[thread] = mine;
+    });
+    QVector4D normal;
+    for (const Sums &part : sums)
+        normal += part.normal;
+    return unit(xyz(normal));
+}
+
+inline void sculptStandard(const QVector3D &push, const std::vector<float> &mask,
+                           std::vector<float> &falloff, PointArray &deltas, PointArray &points)
+{
+    forEachVertex(points.size(), [&](size_t v) {
+        if (falloff[v] < 0.0001f)
+            return;
+        const QVector4D d = flat(push * (falloff[v] * (1.0f - mask[v])));
+        points[v] += d;
+        deltas[v] += d;
+        falloff[v] = 0.0f;
+    });
+}
+
+inline void sculptFix(const std::vector<quint32> &rings, const PointArray &pose,
+                      const PointArray &shape, std::vector<float> &falloff, PointArray &deltas,
+                      PointArray &points)
+{
+    forEachVertex(points.size(), [&](size_t v) {
+        if (falloff[v] < 0.0001f)
+            return;
+        const Ring ring(rings, pose.size(), v);
+        const QVector3D detail = carried(ring, v, shape, pose, xyz(shape[v] - ring.mean(shape)));
+        const QVector4D d = (ring.mean(pose) + flat(detail) - points[v]) * falloff[v];
+        points[v] += d;
+        deltas[v] += d;
+        falloff[v] = 0.0f;
     });
 }
 

@@ -1,9 +1,12 @@
-// What one stamp of a brush costs on 10 thousand, 100 thousand and 1 million vertices, step by
-// step, and whole with the read-backs it makes. Timed: each call until the card has finished. Not
-// timed: the upload of the mesh, compiling, the viewport's repaint. The ray misses no sheet, the
-// radius covers about an eighth of it; a pick over the surface also walks on the processor.
+// What one stamp of a brush costs on 10 thousand, 100 thousand, 1 and 4 million vertices, step
+// by step, and whole with the read-backs it makes. Timed: each call until the card has finished,
+// turn by turn with the same work as plain loops on all cores where there is such a loop (ratio).
+// Not timed: the upload of the mesh, compiling, the viewport's repaint. The ray misses no sheet,
+// the radius covers about an eighth of it; a pick over the surface also walks on the processor.
 // Medians; a software rasteriser gives shares, not what an artist's card does.
 
+#include "bench/Native.h"
+#include "bench/Paired.h"
 #include "bench/Sheet.h"
 #include "gpu/GpuCounters.h"
 
@@ -12,14 +15,56 @@
 
 namespace {
 
+constexpr QVector3D kNear(0.1f, 0.1f, 5), kWay(0, 0, -10);
 constexpr float kRadius = 0.4f; // of a sheet from -1 to 1
+
+/// The stamp as plain loops.
+class PlainStamp {
+public:
+    explicit PlainStamp(const MeshScene &scene)
+        : m_scene(scene)
+        , m_points(scene.position)
+        , m_deltas(scene.deltas)
+        , m_normals(scene.normal)
+        , m_falloff(scene.mask.size())
+    {
+    }
+    void hit()
+    {
+        m_centre = kNear + kWay * native::hit(m_scene.topology.triangles(), m_points, kNear, kWay);
+    }
+    void pick() { native::pick(m_points, m_centre, kRadius, m_falloff); }
+    void area() { m_push = native::area(m_points, m_normals, m_centre, kRadius) * 1e-4f; }
+    void standard() { native::sculptStandard(m_push, m_scene.mask, m_falloff, m_deltas, m_points); }
+    void fix()
+    {
+        native::sculptFix(m_scene.topology.rings(), m_scene.position, m_scene.offsetPoints,
+                          m_falloff, m_deltas, m_points);
+    }
+    void normals() { native::normals(m_scene.topology.rings(), m_points, m_normals); }
+    void whole()
+    {
+        hit();
+        pick();
+        area();
+        standard();
+        normals();
+    }
+
+private:
+    const MeshScene &m_scene;
+    PointArray m_points, m_deltas, m_normals;
+    std::vector<float> m_falloff;
+    QVector3D m_centre, m_push;
+};
 
 struct Row {
     const char *name;
     std::function<void(GPUMesh &)> run;
+    std::function<void(PlainStamp &)> plain {}; ///< may be missing
 };
 
-void hit(GPUMesh &mesh) { mesh.closestIntersection({ 0.1f, 0.1f, 5 }, { 0.1f, 0.1f, -5 }, false); }
+void hit(GPUMesh &mesh) { mesh.closestIntersection(kNear, kNear + kWay, false); }
 
 std::function<void(GPUMesh &)> sculptRow(BrushType type)
 {
@@ -38,15 +83,15 @@ void standardStamp(GPUMesh &mesh)
 const std::vector<Row> &rows()
 {
     static const std::vector<Row> table {
-        { "hit", hit },
-        { "pick", [](GPUMesh &mesh) { mesh.pickVertices(kRadius); } },
+        { "hit", hit, &PlainStamp::hit },
+        { "pick", [](GPUMesh &mesh) { mesh.pickVertices(kRadius); }, &PlainStamp::pick },
         { "pick by surface", [](GPUMesh &mesh) { mesh.pickVerticesBySurface(kRadius); } },
-        { "area", [](GPUMesh &mesh) { mesh.computeArea(kRadius); } },
-        { "sculpt standard", sculptRow(BrushType::Standard) },
+        { "area", [](GPUMesh &mesh) { mesh.computeArea(kRadius); }, &PlainStamp::area },
+        { "sculpt standard", sculptRow(BrushType::Standard), &PlainStamp::standard },
         { "sculpt clay", sculptRow(BrushType::Clay) },
-        { "sculpt fix", sculptRow(BrushType::Fix) },
-        { "normals", [](GPUMesh &mesh) { mesh.updateNormals(); } },
-        { "whole standard stamp", standardStamp },
+        { "sculpt fix", sculptRow(BrushType::Fix), &PlainStamp::fix },
+        { "normals", [](GPUMesh &mesh) { mesh.updateNormals(); }, &PlainStamp::normals },
+        { "whole standard stamp", standardStamp, &PlainStamp::whole },
     };
     return table;
 }
@@ -54,23 +99,38 @@ const std::vector<Row> &rows()
 void runRow(benchmark::State &state, Sheet &sheet, const Row &row)
 {
     GPUMesh &mesh = sheet.mesh();
-    const auto seconds = [&] {
+    PlainStamp plain(sheet.scene());
+    const auto run = [&] {
+        row.run(mesh);
+        sheet.finish();
+    };
+    Paired paired;
+    const auto turn = [&](Paired &pair) {
         // A dab consumes its weights: each step gets fresh ones, outside the measured time.
         hit(mesh);
         mesh.pickVertices(kRadius);
         mesh.computeArea(kRadius);
-        return sheet.seconds([&] { row.run(mesh); });
+        sheet.finish();
+        plain.hit();
+        plain.pick();
+        plain.area();
+        pair.turn(run, [&] {
+            if (row.plain)
+                row.plain(plain);
+        });
     };
     mesh.copyBuffer(Semantic::kPosition, Semantic::kBackupPoints);
-    seconds(); // warm up
+    Paired warmUp;
+    turn(warmUp);
     const quint64 before = gpuCounters().readBacks;
-    std::vector<double> taken;
     for (auto _ : state) {
-        taken.push_back(seconds());
-        state.SetIterationTime(taken.back());
+        turn(paired);
+        state.SetIterationTime(paired.lastWork());
     }
-    std::nth_element(taken.begin(), taken.begin() + taken.size() / 2, taken.end());
-    state.counters["median_ms"] = 1e3 * taken[taken.size() / 2];
+    if (row.plain)
+        paired.report(state);
+    else
+        state.counters["work_ms"] = 1e3 * paired.medianWork();
     state.counters["read-backs"] =
         double(gpuCounters().readBacks - before) / double(state.iterations());
 }
