@@ -224,9 +224,8 @@ private slots:
     void mushRegainsTheElbow()
     {
         const QString path = m_stage.path(QStringLiteral("sample.abc"));
-        const QString tool =
-            QCoreApplication::applicationDirPath() + QStringLiteral("/make_sample");
-        QCOMPARE(QProcess::execute(tool, { path }), 0);
+        const QString tools = QCoreApplication::applicationDirPath() + QLatin1Char('/');
+        QCOMPARE(QProcess::execute(tools + QStringLiteral("make_sample"), { path }), 0);
         Stage::open(path);
         // The arm's tube comes first, in rings of vertices; half the length of each ring's vector
         // area (Newell's method) is its cross-section.
@@ -265,9 +264,10 @@ private slots:
         const QString scene = m_stage.path(QStringLiteral("elbow.pxm"));
         const QString baked = m_stage.path(QStringLiteral("baked.abc"));
         QVERIFY(Global::saveScene(scene));
-        const QString bake =
-            QCoreApplication::applicationDirPath() + QStringLiteral("/plexmold-bake");
-        QCOMPARE(QProcess::execute(bake, { QStringLiteral("--cache"), path, scene, baked }), 0);
+        const QString words = QStringLiteral("--frames|30-30|--cache|%1|%2|%3");
+        QCOMPARE(QProcess::execute(tools + QStringLiteral("plexmold-bake"),
+                                   words.arg(path, scene, baked).split(QLatin1Char('|'))),
+                 0);
         Stage::open(baked);
         Stage::ruler().setCurrentFrame(30);
         QCOMPARE(worst(), 84.0f);
