@@ -1,7 +1,7 @@
 #pragma once
 
-/// What a dab does. The numbers are the sculpt kernel's (common/brushes.glsl; the compiler compares),
-/// the shelf's and `Global::currentBrush()`'s.
+/// What a dab does. The numbers are the sculpt kernel's (common/brushes.glsl; the compiler
+/// compares), the shelf's and `Global::currentBrush()`'s.
 enum class BrushType : int {
     Clay = 0,
     Move = 1,
