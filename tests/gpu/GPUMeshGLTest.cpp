@@ -130,6 +130,7 @@ private slots:
         QCOMPARE(gl().glGetError(), GLenum(GL_NO_ERROR));
     }
 
+    /// An archive in which one of two meshes breaks off at its last frame.
     void brokenFrameKeepsTheLastGoodPoints()
     {
         const QTemporaryDir folder;
@@ -140,25 +141,22 @@ private slots:
             moving.push_back(archives::moved(grid.points, { float(frame), 0, 0 }));
         {
             archives::Writer writer(path);
-            std::vector<archives::Points> breaking = moving;
-            breaking.back().pop_back();
-            writer.mesh(writer.top(), "sheet", grid, breaking);
             writer.mesh(writer.top(), "other", grid, moving);
+            moving.back().pop_back();
+            writer.mesh(writer.top(), "sheet", grid, moving);
         }
         AlembicFile file;
         Topology topology;
-        QVERIFY(file.open(QFile::encodeName(path)) && file.fillTopology(topology));
-        PointArray first; // nothing was shown yet
-        QVERIFY(!file.readPoints(first, 3 / 24.0, topology));
-        QCOMPARE(first.at(24), QVector4D(1, 0, 1, 1));
-        QCOMPARE(first.at(49), QVector4D(4, 0, 1, 1));
+        PointArray first;
+        QVERIFY(file.open(QFile::encodeName(path)) && file.fillTopology(topology) &&
+                file.readPoints(first, 0.0, topology));
         m_stage.load(topology, first);
         mesh().startFrom(first);
         struct Row {
             int frame;
-            float sheet, other; ///< where their points lie then
+            float other, sheet; ///< where their points lie then
         };
-        for (const Row &row : { Row { 2, 2, 2 }, { 1, 1, 1 }, { 3, 1, 3 }, { 0, 1, 3 } }) {
+        for (const Row &row : { Row { 2, 2, 2 }, { 1, 1, 1 }, { 3, 3, 1 }, { 0, 3, 1 } }) {
             const bool good = row.sheet == float(row.frame);
             if (row.frame == 0)
                 file.close();
@@ -170,48 +168,40 @@ private slots:
                 mesh().loadFrame(row.frame, 24.0, file);
                 QVERIFY(!good || gpuCounters().uploadedBytes - bytes == quint64(50 * 16));
                 QCOMPARE(log.lines().size(), int(!good)); // once a visit, the reader's included
-                QCOMPARE(LogCapture::countContaining(QStringLiteral("/sheet")), row.frame / 3);
-                QCOMPARE(m_stage.points().at(0), QVector4D(row.sheet, 0, 0, 1));
-                QCOMPARE(m_stage.points().at(25), QVector4D(row.other, 0, 0, 1)); // it goes on
+                QCOMPARE(m_stage.points().at(0), QVector4D(row.other, 0, 0, 1)); // it goes on
+                QCOMPARE(m_stage.points().at(25), QVector4D(row.sheet, 0, 0, 1));
             }
         }
     }
 
-    /// A kernel that does not compile, among copies of all shaders.
+    /// A kernel that does not compile, in a copy of all shaders.
     void brokenKernelTakesItsOwnFeature()
     {
         const QTemporaryDir folder;
-        for (const char *shaders : { ":/computeShaders", ":/drawShaders" })
-            for (QDirIterator files(QLatin1String(shaders), QDir::Files,
-                                    QDirIterator::Subdirectories);
-                 files.hasNext();) {
-                const QString copy = folder.path() + files.next().mid(1);
-                QVERIFY(QDir().mkpath(QFileInfo(copy).path()));
-                QVERIFY(QFile::copy(files.filePath(), copy));
-            }
+        for (QDirIterator files(QStringLiteral(":/"), { QStringLiteral("*.glsl") }, QDir::Files,
+                                QDirIterator::Subdirectories);
+             files.hasNext();) {
+            const QString copy = folder.path() + files.next().mid(1);
+            QVERIFY(QDir().mkpath(QFileInfo(copy).path()) && QFile::copy(files.filePath(), copy));
+        }
         QFile kernel(folder.filePath(QStringLiteral("computeShaders/ComputeShaders/relax.glsl")));
         QVERIFY(kernel.setPermissions(QFile::ReadOwner | QFile::WriteOwner));
         QVERIFY(kernel.open(QIODevice::Append) && kernel.write("broken\n") && kernel.flush());
-        {
-            GLFixture fresh; // nobody listens to what its driver says
-            QVERIFY(fresh.makeCurrent());
-            const LogCapture log;
-            GPUMesh broken(folder.path());
-            QVERIFY(broken.initialize());
-            QCOMPARE(LogCapture::countContaining(QStringLiteral("relax.glsl")), 1);
-            QVERIFY(log.lines().size() == 1 && !log.lines().front().contains(QLatin1Char('\n')));
-            const TestMesh sheet = testGrid(4);
-            const Topology topology = sheet.topology();
-            broken.setTopology(&topology);
-            broken.allocateBuffers();
-            broken.upload(Semantic::kPosition, sheet.points);
-            broken.relax(2, 1.0f, false, false);
-            broken.mush(2, 0, 1.0f, sheet.points, sheet.points);
-            QCOMPARE(broken.readBack<QVector4D>(Semantic::kPosition), sheet.points);
-            broken.updateNormals();
-            QVERIFY(broken.readBack<QVector4D>(Semantic::kNormal).at(5).z() > 0.5f);
-        }
-        QVERIFY(m_stage.fixture().makeCurrent());
+        const LogCapture log;
+        GPUMesh broken(folder.path());
+        QVERIFY(broken.initialize());
+        const QStringList told = log.lines().filter(QStringLiteral("relax.glsl"));
+        QVERIFY(told.size() == 1 && !told.front().contains(QLatin1Char('\n')));
+        const TestMesh sheet = testGrid(4);
+        const Topology topology = sheet.topology();
+        broken.setTopology(&topology);
+        broken.allocateBuffers();
+        broken.upload(Semantic::kPosition, sheet.points);
+        broken.relax(2, 1.0f, false, false);
+        broken.mush(2, 0, 1.0f, sheet.points, sheet.points);
+        QCOMPARE(broken.readBack<QVector4D>(Semantic::kPosition), sheet.points);
+        broken.updateNormals();
+        QVERIFY(broken.readBack<QVector4D>(Semantic::kNormal).at(5).z() > 0.5f);
     }
 
     void contextsComeAndGo()
