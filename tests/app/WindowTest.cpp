@@ -121,13 +121,12 @@ private slots:
 
     void closingAsks()
     {
-        using Row = std::tuple<bool, bool, QMessageBox::StandardButton, bool>;
-        for (const auto &[named, changed, answer, closes] :
-             { Row(true, false, QMessageBox::NoButton, true),
-               Row(true, true, QMessageBox::Cancel, false),
-               Row(true, true, QMessageBox::Discard, true),
-               Row(true, true, QMessageBox::Save, true),
-               Row(false, true, QMessageBox::Save, false) }) { // and then the save is cancelled
+        using Row = std::tuple<bool, QMessageBox::StandardButton, bool>;
+        for (const auto &[named, answer, closes] :
+             { Row(true, QMessageBox::NoButton, true), // nothing has changed
+               Row(true, QMessageBox::Cancel, false), Row(true, QMessageBox::Discard, true),
+               Row(true, QMessageBox::Save, true),
+               Row(false, QMessageBox::Save, false) }) { // and then the save is cancelled
             init();
             const QString path = m_stage.path(QStringLiteral("closing.pxm"));
             // No float holds this time.
@@ -136,15 +135,16 @@ private slots:
                 QVERIFY(Global::saveScene(path) && Global::loadScene(path));
                 Global::setScenePath(path);
             }
-            if (changed)
-                Global::layers().front()->setIntensity(0.5f);
             bool asked = false, closed = false;
-            if (changed)
+            const bool changed = answer != QMessageBox::NoButton;
+            if (changed) {
+                Global::layers().front()->setIntensity(0.5f);
                 Driver::answerMessageBox(answer, [&asked, named = named](QMessageBox *) {
                     asked = true;
                     if (!named)
                         Driver::whenShown<QFileDialog>([](QFileDialog *box) { box->reject(); });
                 });
+            }
             QTimer::singleShot(0, Global::mainWindow(), [&closed] {
                 closed = Global::mainWindow()->close();
                 QCoreApplication::quit();

@@ -4,8 +4,6 @@
 #include "gpu/MeshStage.h"
 #include "support/LogCapture.h"
 
-#include <functional>
-
 namespace {
 using reference::Pose;
 using reference::Scene;
@@ -229,24 +227,25 @@ private slots:
     void countsAreHeld()
     {
         const MeshScene scene = meshScene(testGrid(2));
-        constexpr int lowest = std::numeric_limits<int>::min();
-        constexpr int highest = std::numeric_limits<int>::max();
         m_stage.load(scene);
-        const auto mushOf = [&](int iterations, float envelope) {
-            mesh().mush(iterations, 3, envelope, scene.basePoints, scene.offsetPoints);
-        };
-        const std::pair<std::function<void()>, int> calls[] = {
-            { [&] { mesh().clone(lowest, 1.0f, false); }, 0 },
-            { [&] { mesh().relax(-1, 1.0f, false, false); }, 0 },
-            { [&] { mesh().relax(highest, 1.0f, false, false); }, 65536 },
-            { [&] { mesh().cloth(lowest, 1.0f); }, 0 },
-            { [&] { mushOf(0, 0.5f); }, 0 },
-            { [&] { mushOf(2, 1.0f); }, 2 + 1 + 3 }, // nothing to blend with
-            { [&] { mushOf(2, 0.999f); }, 2 + 1 + 3 + 1 },
-            { [&] { mesh().setRestPoints(PointArray(3)), mesh().cloth(4, 1.0f); }, 0 },
-        };
-        for (const auto &[call, dispatches] : calls)
-            QCOMPARE(spentBy(call).dispatches, dispatches);
+        using Limits = std::numeric_limits<int>;
+        using Row = std::tuple<LayerKind, int, int, float, int>;
+        for (const auto &[kind, iterations, clones, weight, dispatches] :
+             { Row(LayerKind::Sculpt, 0, Limits::min(), 1.0f, 1),
+               Row(LayerKind::Relax, -1, 0, 1.0f, 0),
+               Row(LayerKind::Relax, Limits::max(), 0, 1.0f, 65536),
+               Row(LayerKind::Cloth, Limits::min(), 0, 1.0f, 0),
+               Row(LayerKind::Mush, 0, 3, 0.5f, 0),
+               Row(LayerKind::Mush, 2, 3, 1.0f, 2 + 1 + 3), // nothing to blend with
+               Row(LayerKind::Mush, 2, 3, 0.999f, 2 + 1 + 3 + 1) }) {
+            LayerData layer = layerOf(kind, scene);
+            layer.setIterations(iterations);
+            layer.setCloneIterations(clones);
+            QCOMPARE(spentBy([&] { applyLayer(mesh(), layer, weight, kPlaying); }).dispatches,
+                     dispatches);
+        }
+        mesh().setRestPoints(PointArray(3));
+        QCOMPARE(spentBy([&] { mesh().cloth(4, 1.0f); }).dispatches, 0);
     }
 
 private:

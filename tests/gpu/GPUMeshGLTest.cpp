@@ -108,28 +108,6 @@ private slots:
                  QStringLiteral("can't find the buffer, semantic doesn't exist: Normal"));
     }
 
-    void everyKernelRunsOnAnEmptyMesh()
-    {
-        m_stage.load(testGrid(4));
-        mesh().clear();
-        QVERIFY(m_stage.points().empty());
-        const quint64 before = gpuCounters().dispatches;
-        BrushData record;
-        mesh().closestIntersection({ 0, 0, 1 }, { 0, 0, -1 }, false, &record);
-        QCOMPARE(record.hitTriangle, -1);
-        mesh().pickVertices(1.0f);
-        mesh().pickVerticesBySurface(1.0f);
-        mesh().computeArea(1.0f);
-        mesh().sculpt({ BrushType::Standard, 1.0f }, {});
-        mesh().updateNormals();
-        mesh().relax(2, 1.0f, false, false);
-        QVERIFY(gpuCounters().dispatches > before + 6);
-        MeshDrawOptions options = m_options;
-        options.wireframe = true;
-        QVERIFY(isNear(colourAt(renderMesh(options), 0, 0), kBackground));
-        QCOMPARE(gl().glGetError(), GLenum(GL_NO_ERROR));
-    }
-
     /// An archive in which one of two meshes breaks off at its last frame.
     void brokenFrameKeepsTheLastGoodPoints()
     {
