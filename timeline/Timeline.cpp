@@ -75,6 +75,11 @@ void Timeline::setFramesPerSecond(double framesPerSecond)
 void Timeline::setCurrentFrame(int frame)
 {
     const SceneChange change;
+    enterFrame(frame);
+}
+
+void Timeline::enterFrame(int frame)
+{
     m_currentFrame = frame;
     ++m_frameSerial;
     update();
@@ -189,13 +194,14 @@ void Timeline::mouseMoveEvent(QMouseEvent *event)
 {
     const RulerPoint position = rulerPoint(event->pos(), size(), m_range);
     const int frame = clampedFrame(frameUnder(position, m_range), m_range);
-    const float change = position.value - m_lastPosition.value;
+    const float rise = position.value - m_lastPosition.value;
     m_lastPosition = position;
     if (m_dragMode == DragMode::Scrub && frame != m_currentFrame) {
-        setCurrentFrame(frame);
+        const SceneChange change; // a slow frame's number shows before its picture does
+        enterFrame(frame);
         showFrame();
     } else if (m_dragMode == DragMode::DragKey) {
-        dragKey(change);
+        dragKey(rise);
     }
     update();
 }

@@ -62,6 +62,7 @@ private:
 
     void showFrame() const;
     void stepTo(int frame);
+    void enterFrame(int frame);
     DragMode pressMode(const QMouseEvent &event);
     void editKeys();
     void dragKey(float change);
