@@ -102,6 +102,17 @@ public:
         return object;
     }
 
+    /// A mesh whose samples each have faces of their own, at times of their own.
+    Alembic::AbcGeom::OPolyMesh mesh(Alembic::Abc::OObject parent, const char *name,
+                                     const std::vector<Shape> &samples,
+                                     const Alembic::AbcCoreAbstract::TimeSampling &times)
+    {
+        Alembic::AbcGeom::OPolyMesh object(parent, name, m_archive.addTimeSampling(times));
+        for (const Shape &shape : samples)
+            object.getSchema().set(firstSample<Alembic::AbcGeom::OPolyMeshSchema::Sample>(shape));
+        return object;
+    }
+
     Alembic::AbcGeom::OSubD subdivision(Alembic::Abc::OObject parent, const char *name,
                                         const Shape &shape)
     {
