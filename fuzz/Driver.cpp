@@ -2,13 +2,11 @@
 // changed copies of them, the same at each run: TARGET CORPUS RUNS. script/fuzz links the library
 // in this source's place.
 
-#include <algorithm>
+#include <QDir>
+
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <random>
 #include <vector>
 
@@ -16,46 +14,29 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *bytes, std::size_t siz
 
 namespace {
 
-using Bytes = std::vector<char>;
-
-std::vector<Bytes> filesIn(const char *folder)
+QByteArray changed(QByteArray bytes, std::mt19937 &random)
 {
-    std::vector<std::filesystem::path> paths;
-    for (const auto &entry : std::filesystem::directory_iterator(folder))
-        paths.push_back(entry.path());
-    std::sort(paths.begin(), paths.end());
-    std::vector<Bytes> files;
-    for (const auto &path : paths) {
-        std::ifstream file(path, std::ios::binary);
-        files.emplace_back(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
-    }
-    return files;
-}
-
-Bytes changed(Bytes bytes, std::mt19937 &random)
-{
-    for (auto changes = 1 + random() % 6; changes > 0 && !bytes.empty(); --changes) {
-        const auto at = std::ptrdiff_t(random() % bytes.size());
+    for (auto changes = 1 + random() % 6; changes > 0 && !bytes.isEmpty(); --changes) {
+        const int at = int(random() % unsigned(bytes.size()));
         const char extremes[] = { 0, 1, 0x7f, char(0x80), char(0xff), char(random()) };
         switch (random() % 5) {
         case 0:
-            bytes.insert(bytes.begin() + at, extremes[random() % 6]);
+            bytes.insert(at, extremes[random() % 6]);
             break;
         case 1:
-            bytes.erase(bytes.begin() + at,
-                        bytes.begin() + at +
-                            std::ptrdiff_t(random() % (bytes.size() - size_t(at))));
+            bytes.remove(at, int(random() % unsigned(bytes.size() - at)));
             break;
         default:
-            bytes[size_t(at)] = extremes[random() % 6];
+            bytes[at] = extremes[random() % 6];
         }
     }
     return bytes;
 }
 
-void run(const Bytes &bytes)
+void run(const QByteArray &bytes)
 {
-    LLVMFuzzerTestOneInput(reinterpret_cast<const std::uint8_t *>(bytes.data()), bytes.size());
+    LLVMFuzzerTestOneInput(reinterpret_cast<const std::uint8_t *>(bytes.constData()),
+                           std::size_t(bytes.size()));
 }
 
 } // namespace
@@ -66,9 +47,13 @@ int main(int argc, char **argv)
         std::fprintf(stderr, "usage: %s CORPUS RUNS\n", argv[0]);
         return 2;
     }
-    const std::vector<Bytes> corpus = filesIn(argv[1]);
-    for (const Bytes &bytes : corpus)
-        run(bytes);
+    std::vector<QByteArray> corpus;
+    const QDir folder(QString::fromLocal8Bit(argv[1]));
+    for (const QString &name : folder.entryList(QDir::Files, QDir::Name)) {
+        QFile file(folder.filePath(name));
+        if (file.open(QIODevice::ReadOnly))
+            run(corpus.emplace_back(file.readAll()));
+    }
     std::mt19937 random(14);
     for (int i = 0; i < std::atoi(argv[2]) && !corpus.empty(); ++i)
         run(changed(corpus[random() % corpus.size()], random));
