@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <span>
 #include <thread>
 
 /// The kernels' work as plain loops on all cores: what a card, or a driver that plays one, is held
@@ -58,7 +59,7 @@ inline QVector3D unit(const QVector3D &v) { return v * (1.0f / length(v)); }
 
 class Ring {
 public:
-    Ring(const std::vector<quint32> &table, size_t vertexCount, size_t vertex)
+    Ring(std::span<const quint32> table, size_t vertexCount, size_t vertex)
         : m_begin(table.data() + vertexCount + 1 + table[vertex])
         , m_end(table.data() + vertexCount + 1 + table[vertex + 1])
     {
@@ -80,7 +81,7 @@ private:
     const quint32 *m_end;
 };
 
-inline void normals(const std::vector<quint32> &rings, const PointArray &points, PointArray &out)
+inline void normals(std::span<const quint32> rings, const PointArray &points, PointArray &out)
 {
     forEachVertex(points.size(), [&](size_t v) {
         const Ring ring(rings, points.size(), v);
@@ -95,7 +96,7 @@ inline void normals(const std::vector<quint32> &rings, const PointArray &points,
     });
 }
 
-inline void relax(const std::vector<quint32> &rings, const PointArray &from,
+inline void relax(std::span<const quint32> rings, const PointArray &from,
                   const std::vector<float> &mask, float intensity, PointArray &out)
 {
     forEachVertex(from.size(), [&](size_t v) {
@@ -104,9 +105,8 @@ inline void relax(const std::vector<quint32> &rings, const PointArray &from,
     });
 }
 
-inline void clone(const std::vector<quint32> &rings, const PointArray &pose,
-                  const PointArray &shape, const std::vector<float> &mask, float intensity,
-                  PointArray &out)
+inline void clone(std::span<const quint32> rings, const PointArray &pose, const PointArray &shape,
+                  const std::vector<float> &mask, float intensity, PointArray &out)
 {
     forEachVertex(pose.size(), [&](size_t v) {
         const Ring ring(rings, pose.size(), v);
@@ -156,7 +156,7 @@ inline QVector3D carried(const Ring &ring, size_t v, const PointArray &from, con
     return unit(sum) * length(vector);
 }
 
-inline void addDeltasTangent(const std::vector<quint32> &rings, const PointArray &base,
+inline void addDeltasTangent(std::span<const quint32> rings, const PointArray &base,
                              const PointArray &offset, const PointArray &pose, PointArray &out)
 {
     forEachVertex(base.size(), [&](size_t v) {
@@ -165,7 +165,7 @@ inline void addDeltasTangent(const std::vector<quint32> &rings, const PointArray
     });
 }
 
-inline void cloneTangent(const std::vector<quint32> &rings, const PointArray &pose,
+inline void cloneTangent(std::span<const quint32> rings, const PointArray &pose,
                          const PointArray &shape, const std::vector<float> &mask, float intensity,
                          PointArray &out)
 {
@@ -178,7 +178,7 @@ inline void cloneTangent(const std::vector<quint32> &rings, const PointArray &po
 }
 
 /// One smoothing, then the detail between `base` and `offset` on top.
-inline void mush(const std::vector<quint32> &rings, const PointArray &pose, const PointArray &base,
+inline void mush(std::span<const quint32> rings, const PointArray &pose, const PointArray &base,
                  const PointArray &offset, const std::vector<float> &mask, PointArray &smooth,
                  PointArray &out)
 {
@@ -193,9 +193,8 @@ inline void mush(const std::vector<quint32> &rings, const PointArray &pose, cons
 }
 
 /// A step of the springs from rest.
-inline void cloth(const std::vector<quint32> &springs, const PointArray &pose,
-                  const PointArray &rest, const std::vector<float> &mask, PointArray &velocity,
-                  PointArray &out)
+inline void cloth(std::span<const quint32> springs, const PointArray &pose, const PointArray &rest,
+                  const std::vector<float> &mask, PointArray &velocity, PointArray &out)
 {
     constexpr float kSpring = 400.0f, kMass = 0.05f, kStep = 0.005f;
     forEachVertex(pose.size(), [&](size_t v) {
@@ -214,7 +213,7 @@ inline void cloth(const std::vector<quint32> &springs, const PointArray &pose,
 
 /// Where the ray from `near` along `way` first meets a triangle, as a share of `way`; 1 without
 /// one.
-inline float hit(const std::vector<quint32> &triangles, const PointArray &points,
+inline float hit(std::span<const quint32> triangles, const PointArray &points,
                  const QVector3D &near, const QVector3D &way)
 {
     std::vector<float> nearest(threadCount(), 1.0f);
@@ -285,7 +284,7 @@ inline void sculptStandard(const QVector3D &push, const std::vector<float> &mask
     });
 }
 
-inline void sculptFix(const std::vector<quint32> &rings, const PointArray &pose,
+inline void sculptFix(std::span<const quint32> rings, const PointArray &pose,
                       const PointArray &shape, std::vector<float> &falloff, PointArray &deltas,
                       PointArray &points)
 {

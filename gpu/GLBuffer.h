@@ -38,8 +38,9 @@ public:
 
     /// Replaces the storage with the items; the item count stays what allocate() set. The items
     /// must number exactly that many: kernels take lengths from the storage.
-    template <class Item> void upload(const std::vector<Item> &items)
+    template <class Items> void upload(const Items &items) ///< a vector or a span
     {
+        using Item = typename Items::value_type;
         static_assert(std::is_trivially_copyable_v<Item>, "items travel as raw bytes");
         Q_ASSERT(int(sizeof(Item)) == itemSize());
         uploadBytes(items.data(), GLsizeiptr(items.size() * sizeof(Item)));

@@ -15,6 +15,7 @@
 #include <array>
 #include <memory>
 #include <optional>
+#include <span>
 
 class AlembicFile;
 class QOpenGLDebugLogger;
@@ -81,7 +82,7 @@ public:
     GLBuffer *bufferBySemantic(const QString &semantic);
     /// Uploads into the buffer; false, nothing changed, when the items do not number exactly the
     /// buffer's (no kernel may read past an end) or the name is unknown.
-    template <class Item> bool upload(const QString &semantic, const std::vector<Item> &items)
+    template <class Items> bool upload(const QString &semantic, const Items &items)
     {
         GLBuffer *buffer = initialize() ? bufferBySemantic(semantic) : nullptr;
         if (!buffer || int(items.size()) != buffer->itemCount())
@@ -192,7 +193,7 @@ private:
     /// The three passes of a reduction over the items.
     void reduce(ProgramScope &scope, int items);
 
-    void uploadIndices(GLuint buffer, const std::vector<quint32> &indices);
+    void uploadIndices(GLuint buffer, std::span<const quint32> indices);
     void drawTriangles(Program which, const MeshDrawOptions &options);
     void drawEdges(const QMatrix4x4 &modelViewProjection);
 

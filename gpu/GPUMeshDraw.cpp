@@ -23,7 +23,7 @@ void GPUMesh::draw(const MeshDrawOptions &options)
         drawEdges(options.projection * options.modelView);
 }
 
-void GPUMesh::uploadIndices(GLuint buffer, const std::vector<quint32> &indices)
+void GPUMesh::uploadIndices(GLuint buffer, std::span<const quint32> indices)
 {
     glBindBuffer(GL_ELEMENT_ARRAY_BUFFER, buffer);
     glBufferData(GL_ELEMENT_ARRAY_BUFFER, GLsizeiptr(indices.size() * sizeof(quint32)),

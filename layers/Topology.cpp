@@ -6,7 +6,7 @@
 
 #include <algorithm>
 #include <cmath>
-#include <memory>
+#include <new>
 #include <numeric>
 #include <utility>
 
@@ -18,22 +18,27 @@ namespace {
 
 constexpr quint32 kNone = 0xFFFFFFFF;
 
-/// Half of the time of building a large mesh's tables would go into the system's handing out of
-/// small pages, one by one, so that large ones are asked for.
-void preferLargePages([[maybe_unused]] void *memory, [[maybe_unused]] size_t bytes)
+/// Memory for that many entries, not filled. Half of the time of building tables would go into the
+/// system's handing out of small pages, one by one, so that large ones are asked for; what nobody
+/// writes to costs nothing.
+std::shared_ptr<quint32[]> tableMemory(size_t entries)
 {
 #ifdef MADV_HUGEPAGE
-    constexpr size_t pageSize = 4096, worthwhile = 4 << 20;
-    const size_t toPageStart = -quintptr(memory) & (pageSize - 1);
-    if (bytes >= worthwhile)
-        madvise(static_cast<char *>(memory) + toPageStart, bytes - toPageStart, MADV_HUGEPAGE);
+    constexpr size_t pageSize = 2 << 20;
+    if (entries * sizeof(quint32) > pageSize / 4) {
+        // One more, to begin at a page's start.
+        const size_t bytes = (entries * sizeof(quint32) / pageSize + 2) * pageSize;
+        void *memory = mmap(nullptr, bytes, PROT_READ | PROT_WRITE,
+                            MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+        if (memory == MAP_FAILED)
+            throw std::bad_alloc();
+        madvise(memory, bytes, MADV_HUGEPAGE);
+        const size_t toPageStart = -quintptr(memory) & (pageSize - 1);
+        return { reinterpret_cast<quint32 *>(static_cast<char *>(memory) + toPageStart),
+                 [=](quint32 *) { munmap(memory, bytes); } };
+    }
 #endif
-}
-
-template <class Item> void reserveLarge(std::vector<Item> &items, size_t count)
-{
-    items.reserve(count);
-    preferLargePages(items.data(), items.capacity() * sizeof(Item));
+    return std::make_shared_for_overwrite<quint32[]>(entries);
 }
 
 /// One face, wound as in the archive.
@@ -46,6 +51,11 @@ struct Face {
 
 bool hasRepeatedCorner(const Face &face)
 {
+    if (face.count == 4) { // the usual one, without a branch to guess
+        const quint32 a = face.corner(0), b = face.corner(1), c = face.corner(2),
+                      d = face.corner(3);
+        return (a == b) | (b == c) | (c == d) | (d == a) | (a == c) | (b == d);
+    }
     constexpr qint32 few = 8; // comparing all with all is quicker than sorting
     if (face.count <= few) {
         for (qint32 i = 1; i < face.count; ++i) {
@@ -64,30 +74,31 @@ bool hasRepeatedCorner(const Face &face)
 /// The faces of the archive's lists that can be used, and what they add up to.
 class FaceList {
 public:
-    FaceList(int vertexCount, const std::vector<qint32> &indices, const std::vector<qint32> &counts)
-        : m_indices(indices)
+    /// Counts the corners of each vertex into `cornerCounts`.
+    FaceList(size_t vertexCount, const std::vector<qint32> &indices,
+             const std::vector<qint32> &counts, quint32 *cornerCounts)
+        : m_vertexCount(vertexCount)
+        , m_indices(indices)
         , m_counts(counts)
     {
-        reserveLarge(m_cornerCounts, size_t(vertexCount));
-        m_cornerCounts.resize(size_t(vertexCount), 0);
+        std::fill_n(cornerCounts, vertexCount, 0u);
         size_t number = 0, begin = 0;
         for (const qint32 count : counts) {
             const size_t corners = size_t(std::max(count, 0));
             const bool fits = corners <= indices.size() - begin;
             const Face face { indices.data() + begin, count };
-            if (fits && isUsable(face))
-                add(face);
-            else
+            if (fits && isUsable(face)) {
+                for (qint32 i = 0; i < count; ++i)
+                    ++cornerCounts[face.corner(i)];
+            } else {
                 m_dropped.push_back(number);
+            }
             begin = fits ? begin + corners : indices.size();
             ++number;
         }
     }
 
     size_t droppedCount() const { return m_dropped.size(); }
-    size_t cornerCount() const { return m_cornerCount; }
-    size_t triangleCount() const { return m_triangleCount; }
-    std::vector<quint32> takeCornerCounts() { return std::move(m_cornerCounts); } ///< by vertex
 
     template <class Use> void forEach(Use use) const
     {
@@ -109,42 +120,34 @@ private:
         if (face.count < 3)
             return false;
         for (qint32 i = 0; i < face.count; ++i) {
-            if (face.corner(i) >= m_cornerCounts.size()) // one below zero is huge here
+            if (face.corner(i) >= m_vertexCount) // one below zero is huge here
                 return false;
         }
         return !hasRepeatedCorner(face);
     }
 
-    void add(const Face &face)
-    {
-        for (qint32 i = 0; i < face.count; ++i)
-            ++m_cornerCounts[face.corner(i)];
-        m_cornerCount += size_t(face.count);
-        m_triangleCount += size_t(face.count - 2);
-    }
-
+    const size_t m_vertexCount;
     const std::vector<qint32> &m_indices;
     const std::vector<qint32> &m_counts;
-    std::vector<quint32> m_cornerCounts;
     std::vector<size_t> m_dropped; ///< numbers of faces, ascending
-    size_t m_cornerCount = 0;
-    size_t m_triangleCount = 0;
 };
 
-std::vector<quint32> fanTriangles(const FaceList &faces)
+/// The end of what was written.
+quint32 *fanTriangles(const FaceList &faces, quint32 *to)
 {
-    std::vector<quint32> triangles;
-    reserveLarge(triangles, 3 * faces.triangleCount());
-    triangles.resize(3 * faces.triangleCount());
-    quint32 *to = triangles.data();
-    faces.forEach([&](const Face &face) {
-        for (qint32 i = 1; i + 1 < face.count; ++i) {
-            *to++ = face.corner(0);
-            *to++ = face.corner(i + 1);
-            *to++ = face.corner(i);
+    faces.forEach([&to](const Face &face) {
+        const quint32 first = face.corner(0);
+        quint32 previous = face.corner(1);
+        for (qint32 i = 2; i < face.count; ++i) {
+            const quint32 current = face.corner(i);
+            to[0] = first;
+            to[1] = current;
+            to[2] = previous;
+            to += 3;
+            previous = current;
         }
     });
-    return triangles;
+    return to;
 }
 
 /// What one face says about one of its corners.
@@ -157,99 +160,125 @@ struct Corner {
 /// Every face corner, grouped by vertex, in face order.
 class CornerTable {
 public:
-    explicit CornerTable(FaceList &faces)
-        : m_ends(faces.takeCornerCounts())
-        , m_corners(std::make_unique_for_overwrite<Corner[]>(faces.cornerCount()))
+    /// How many entries of memory it takes.
+    static size_t entries(size_t vertexCount, size_t cornerCount)
     {
-        preferLargePages(m_corners.get(), faces.cornerCount() * sizeof(Corner));
+        return vertexCount + cornerCount * (sizeof(Corner) / sizeof(quint32));
+    }
+    /// The memory begins with the number of corners of each vertex.
+    CornerTable(const FaceList &faces, size_t vertexCount, quint32 *memory)
+        : m_ends(memory)
+        , m_corners(reinterpret_cast<Corner *>(memory + vertexCount))
+    {
         // Filling moves each vertex's start up to its end, which is the next vertex's start.
-        std::exclusive_scan(m_ends.begin(), m_ends.end(), m_ends.begin(), 0u);
+        std::exclusive_scan(m_ends, m_ends + vertexCount, m_ends, 0u);
         faces.forEach([this](const Face &face) { addCorners(face); });
     }
 
-    const Corner *begin(size_t vertex) const
+    std::span<const Corner> of(size_t vertex) const
     {
-        return m_corners.get() + (vertex ? m_ends[vertex - 1] : 0);
+        return { m_corners + (vertex ? m_ends[vertex - 1] : 0), m_corners + m_ends[vertex] };
     }
-    const Corner *end(size_t vertex) const { return m_corners.get() + m_ends[vertex]; }
 
 private:
     void addCorners(const Face &face)
     {
-        const bool quad = face.count == 4;
+        if (face.count == 4) {
+            const quint32 a = face.corner(0), b = face.corner(1), c = face.corner(2),
+                          d = face.corner(3);
+            add(a, { b, d, c });
+            add(b, { c, a, d });
+            add(c, { d, b, a });
+            add(d, { a, c, b });
+            return;
+        }
         quint32 previous = face.corner(face.count - 1);
         for (qint32 i = 0; i < face.count; ++i) {
             const quint32 vertex = face.corner(i);
-            const quint32 next = face.corner(i + 1 < face.count ? i + 1 : 0);
-            m_corners[m_ends[vertex]++] = { next, previous, quad ? face.corner(i ^ 2) : kNone };
+            add(vertex, { face.corner(i + 1 < face.count ? i + 1 : 0), previous, kNone });
             previous = vertex;
         }
     }
+    void add(quint32 vertex, const Corner &corner) { m_corners[m_ends[vertex]++] = corner; }
 
-    std::vector<quint32> m_ends;
-    std::unique_ptr<Corner[]> m_corners;
+    quint32 *m_ends;
+    Corner *m_corners;
 };
 
 /// Chains the corners of one vertex after the other into rings. Its tables are as long as the mesh
 /// and cleared by stamp, so a vertex of any valence costs only its own corners.
 class RingWalk {
 public:
-    explicit RingWalk(int vertexCount)
+    explicit RingWalk(size_t vertexCount)
         : m_vertexCount(vertexCount)
     {
     }
 
-    /// Appends the neighbours of the vertex whose corners these are. True where it saw that they
-    /// form a single fan.
-    bool append(const Corner *begin, const Corner *end, std::vector<quint32> &ring)
+    /// Writes the neighbours of the vertex whose corners these are, at most two a corner, and moves
+    /// `to` behind them. True where it saw that they form a single fan.
+    bool append(std::span<const Corner> corners, quint32 *&to)
     {
-        constexpr std::ptrdiff_t few = 8; // searching all corners is quicker than linking them
-        const size_t before = ring.size();
-        if (begin == end || (end - begin <= few && appendOneFan(begin, end, ring)))
+        constexpr size_t few = 8; // searching all corners is quicker than linking them
+        if (corners.empty() || (corners.size() <= few && appendOneFan(corners, to)))
             return true;
-        ring.resize(before);
-        m_corners = begin;
-        link(quint32(end - begin));
+        m_corners = corners.data();
+        link(quint32(corners.size()));
         // Open fans first, from the border neighbour that no corner leads to.
-        for (const Corner *corner = begin; corner != end; ++corner) {
-            if (!m_neighbours[corner->next].reached)
-                walk(corner->next, ring);
+        for (const Corner &corner : corners) {
+            if (!m_neighbours[corner.next].reached)
+                walk(corner.next, to);
         }
-        for (const Corner *corner = begin; corner != end; ++corner) {
-            while (m_neighbours[corner->next].firstCorner != kNone)
-                walk(corner->next, ring);
+        for (const Corner &corner : corners) {
+            while (m_neighbours[corner.next].firstCorner != kNone)
+                walk(corner.next, to);
         }
         return false;
     }
 
 private:
     /// Whether the corners form a single fan, which then is in the ring.
-    static bool appendOneFan(const Corner *begin, const Corner *end, std::vector<quint32> &ring)
+    static bool appendOneFan(std::span<const Corner> corners, quint32 *&to)
     {
-        const size_t before = ring.size();
-        if (appendFan(begin, begin, end, ring))
+        if (appendFan(0, corners, to))
             return true;
-        const Corner *start = std::find_if(begin, end, [=](const Corner &corner) {
-            return std::none_of(begin, end,
-                                [&](const Corner &c) { return c.previous == corner.next; });
-        });
-        ring.resize(before);
-        return start != end && appendFan(start, begin, end, ring);
+        for (size_t start = 0; start < corners.size(); ++start) {
+            if (cornerTo(corners[start].next, corners) == corners.size())
+                return appendFan(start, corners, to);
+        }
+        return false;
     }
 
-    /// Whether the fan from this corner on takes up all corners.
-    static bool appendFan(const Corner *start, const Corner *begin, const Corner *end,
-                          std::vector<quint32> &ring)
+    /// The first that starts, or ends, at this neighbour, or one past the last.
+    static size_t cornerFrom(quint32 neighbour, std::span<const Corner> corners)
     {
-        const Corner *at = start;
-        for (std::ptrdiff_t left = end - begin; left > 0; --left) {
-            ring.push_back(at->next);
-            const quint32 border = at->previous;
-            at = std::find_if(begin, end, [=](const Corner &c) { return c.next == border; });
-            if (at == end)
-                ring.push_back(border);
-            if (at == end || at == start)
+        size_t i = 0;
+        while (i < corners.size() && corners[i].next != neighbour)
+            ++i;
+        return i;
+    }
+    static size_t cornerTo(quint32 neighbour, std::span<const Corner> corners)
+    {
+        size_t i = 0;
+        while (i < corners.size() && corners[i].previous != neighbour)
+            ++i;
+        return i;
+    }
+
+    /// Whether the fan from this corner on takes up all corners; else `to` stays.
+    static bool appendFan(size_t start, std::span<const Corner> corners, quint32 *&to)
+    {
+        quint32 *out = to;
+        size_t at = start;
+        for (size_t left = corners.size(); left > 0; --left) {
+            *out++ = corners[at].next;
+            const quint32 border = corners[at].previous;
+            at = cornerFrom(border, corners);
+            if (at == corners.size())
+                *out++ = border;
+            if (at == corners.size() || at == start) {
+                to = left == 1 ? out : to;
                 return left == 1;
+            }
         }
         return false;
     }
@@ -272,7 +301,7 @@ private:
     void link(quint32 cornerCount)
     {
         ++m_stamp;
-        m_neighbours.resize(size_t(m_vertexCount)); // most meshes never come here
+        m_neighbours.resize(m_vertexCount); // most meshes never come here
         m_nextCorner.resize(std::max(m_nextCorner.size(), size_t(cornerCount)));
         for (quint32 i = cornerCount; i-- > 0;) {
             Neighbour &start = fresh(m_corners[i].next);
@@ -283,11 +312,11 @@ private:
 
     /// From one neighbour to the next until the border, the start or an earlier fan. Every step
     /// uses up a corner, which also ends the walk where faces overlap.
-    void walk(quint32 vertex, std::vector<quint32> &ring)
+    void walk(quint32 vertex, quint32 *&to)
     {
         for (Neighbour *at = &m_neighbours[vertex];; at = &m_neighbours[vertex]) {
             if (!std::exchange(at->listed, true))
-                ring.push_back(vertex);
+                *to++ = vertex;
             const quint32 corner = at->firstCorner;
             if (corner == kNone)
                 return;
@@ -298,7 +327,7 @@ private:
         }
     }
 
-    int m_vertexCount;
+    size_t m_vertexCount;
     std::vector<Neighbour> m_neighbours; ///< by vertex
     std::vector<quint32> m_nextCorner; ///< of those that start at the same neighbour
     const Corner *m_corners = nullptr;
@@ -309,23 +338,23 @@ private:
 /// predecessor.
 class GapSearch {
 public:
-    /// Appends their places in the table, of which the ring is the end from `ringBegin` on.
-    void append(const std::vector<quint32> &table, size_t ringBegin, const Corner *begin,
-                const Corner *end, std::vector<quint32> &gaps)
+    /// Appends their places, of which the ring's first is `place`.
+    void append(std::span<const quint32> ring, quint32 place, std::span<const Corner> corners,
+                std::vector<quint32> &gaps)
     {
         m_spanned.clear();
-        for (const Corner *corner = begin; corner != end; ++corner)
-            m_spanned.push_back(pair(corner->next, corner->previous));
+        for (const Corner &corner : corners)
+            m_spanned.push_back(pair(corner.next, corner.previous));
         std::sort(m_spanned.begin(), m_spanned.end());
         // A face turned over spans its pair as well. Of two neighbours alone that would be both
         // pairs, and a lone triangle would stand against itself.
-        const bool eitherWay = table.size() - ringBegin > 2;
-        quint32 previous = table.back();
-        for (size_t place = ringBegin; place < table.size(); ++place) {
-            const quint32 current = table[place];
+        const bool eitherWay = ring.size() > 2;
+        quint32 previous = ring.back();
+        for (const quint32 current : ring) {
             if (!spans(previous, current) && !(eitherWay && spans(current, previous)))
-                gaps.push_back(quint32(place));
+                gaps.push_back(place);
             previous = current;
+            ++place;
         }
     }
 
@@ -339,123 +368,66 @@ private:
     std::vector<quint64> m_spanned;
 };
 
-/// An offsets-and-neighbours table in the kernels' layout, while it grows vertex by vertex.
-class NeighbourTable {
-public:
-    NeighbourTable(int vertexCount, size_t expectedNeighbours)
-        : m_offsetCount(size_t(vertexCount) + 1)
-    {
-        reserveLarge(m_entries, m_offsetCount + expectedNeighbours);
-        m_entries.resize(m_offsetCount, 0);
-    }
-
-    std::vector<quint32> &entries() { return m_entries; }
-    void close(size_t vertex) { m_entries[vertex + 1] = quint32(m_entries.size() - m_offsetCount); }
-
-private:
-    size_t m_offsetCount;
-    std::vector<quint32> m_entries;
-};
-
-/// Few values in ascending order, each once. For the usual eight springs this is quicker than
-/// sorting them afterwards.
-class SmallSet {
-public:
-    static constexpr size_t kCapacity = 16;
-
-    void insert(quint32 value)
-    {
-        size_t place = m_size;
-        while (place > 0 && m_values[place - 1] > value)
-            --place;
-        if (place > 0 && m_values[place - 1] == value)
-            return;
-        for (size_t i = m_size++; i > place; --i)
-            m_values[i] = m_values[i - 1];
-        m_values[place] = value;
-    }
-    const quint32 *begin() const { return m_values; }
-    const quint32 *end() const { return m_values + m_size; }
-
-private:
-    quint32 m_values[kCapacity];
-    size_t m_size = 0;
-};
-
-/// Appends the springs of one vertex: its ring and the opposites of its corners.
-void appendSprings(const quint32 *ring, size_t ringSize, const Corner *begin, const Corner *end,
-                   std::vector<quint32> &springs)
+/// Sorts eight ascending by a fixed network, as what their order is, is no branch to guess. False,
+/// and nothing sorted, where one that is not kNone is there twice.
+bool sortEight(quint32 *v)
 {
-    if (ringSize + size_t(end - begin) <= SmallSet::kCapacity) {
-        SmallSet set;
-        for (size_t i = 0; i < ringSize; ++i)
-            set.insert(ring[i]);
-        for (const Corner *corner = begin; corner != end; ++corner) {
-            if (corner->opposite != kNone)
-                set.insert(corner->opposite);
-        }
-        for (const quint32 spring : set)
-            springs.push_back(spring);
-        return;
-    }
-    const auto first = std::ptrdiff_t(springs.size());
-    springs.insert(springs.end(), ring, ring + ringSize);
-    for (const Corner *corner = begin; corner != end; ++corner) {
-        if (corner->opposite != kNone)
-            springs.push_back(corner->opposite);
-    }
-    std::sort(springs.begin() + first, springs.end());
-    springs.erase(std::unique(springs.begin() + first, springs.end()), springs.end());
+    quint32 a = v[0], b = v[1], c = v[2], d = v[3], e = v[4], f = v[5], g = v[6], h = v[7];
+    const auto order = [](quint32 &low, quint32 &high) {
+        const quint32 x = low, y = high;
+        low = x < y ? x : y;
+        high = x < y ? y : x;
+    };
+    order(a, c), order(b, d), order(e, g), order(f, h);
+    order(a, e), order(b, f), order(c, g), order(d, h);
+    order(a, b), order(c, d), order(e, f), order(g, h);
+    order(c, e), order(d, f);
+    order(b, e), order(d, g);
+    order(b, c), order(d, e), order(f, g);
+    const auto repeat = [](quint32 x, quint32 y) { return (x == y) & (x != kNone); };
+    if (repeat(a, b) | repeat(b, c) | repeat(c, d) | repeat(d, e) | repeat(e, f) | repeat(f, g) |
+        repeat(g, h))
+        return false;
+    v[0] = a, v[1] = b, v[2] = c, v[3] = d, v[4] = e, v[5] = f, v[6] = g, v[7] = h;
+    return true;
 }
 
-struct NeighbourTables {
-    std::vector<quint32> rings;
-    std::vector<quint32> ringGaps;
-    std::vector<quint32> constraints;
-};
-
-NeighbourTables neighbourTables(int vertexCount, FaceList &faces)
+/// Writes the springs of one vertex, its neighbours and the opposites of its corners, ascending,
+/// each once. Returns their end; kSpringSlack entries from there may be written to. They are taken
+/// from the corners, as reading the ring would wait for what has only just been written.
+constexpr size_t kSpringSlack = 8;
+quint32 *appendSprings(std::span<const Corner> corners, bool closedFan, quint32 *to)
 {
-    const CornerTable corners(faces);
-    // A closed mesh has one neighbour per corner; a border adds a few.
-    const size_t expected = faces.cornerCount() + faces.cornerCount() / 16;
-    NeighbourTable rings(vertexCount, expected);
-    NeighbourTable constraints(vertexCount, 2 * expected);
-    std::vector<quint32> ringGaps;
-    RingWalk walk(vertexCount);
-    GapSearch gapSearch;
-    for (size_t v = 0; v < size_t(vertexCount); ++v) {
-        std::vector<quint32> &ring = rings.entries();
-        const size_t ringBegin = ring.size();
-        const bool oneFan = walk.append(corners.begin(v), corners.end(v), ring);
-        const auto cornerCount = size_t(corners.end(v) - corners.begin(v));
-        if (!oneFan)
-            gapSearch.append(ring, ringBegin, corners.begin(v), corners.end(v), ringGaps);
-        else if (ring.size() - ringBegin > cornerCount) // open
-            ringGaps.push_back(quint32(ringBegin));
-        appendSprings(ring.data() + ringBegin, ring.size() - ringBegin, corners.begin(v),
-                      corners.end(v), constraints.entries());
-        rings.close(v);
-        constraints.close(v);
+    std::fill_n(to, kSpringSlack, kNone);
+    quint32 *end = to;
+    for (const Corner &corner : corners) {
+        *end++ = corner.next;
+        if (corner.opposite != kNone)
+            *end++ = corner.opposite;
     }
-    return { std::move(rings.entries()), std::move(ringGaps), std::move(constraints.entries()) };
+    for (const Corner &corner : corners) {
+        if (!closedFan) // else it is the next of another
+            *end++ = corner.previous;
+    }
+    if (size_t(end - to) <= kSpringSlack && sortEight(to))
+        return end;
+    std::sort(to, end);
+    return std::unique(to, end);
 }
 
-/// Each edge from its lower vertex.
-std::vector<quint32> edgesOf(size_t vertexCount, const std::vector<quint32> &rings)
+/// Each edge from its lower vertex. Writes up to two entries behind the last edge, whose end it
+/// returns.
+quint32 *appendEdges(size_t vertexCount, const quint32 *rings, quint32 *to)
 {
-    std::vector<quint32> edges;
-    reserveLarge(edges, rings.size() - vertexCount - 1); // two of each edge's two neighbours
-    const quint32 *neighbours = rings.data() + vertexCount + 1;
+    const quint32 *neighbour = rings + vertexCount + 1;
     for (size_t v = 0; v < vertexCount; ++v) {
-        for (quint32 k = rings[v]; k < rings[v + 1]; ++k) {
-            if (neighbours[k] > v) {
-                edges.push_back(quint32(v));
-                edges.push_back(neighbours[k]);
-            }
+        for (quint32 k = rings[v]; k < rings[v + 1]; ++k, ++neighbour) {
+            to[0] = quint32(v);
+            to[1] = *neighbour;
+            to += *neighbour > v ? 2 : 0;
         }
     }
-    return edges;
+    return to;
 }
 
 } // namespace
@@ -471,24 +443,55 @@ void Topology::build(int vertexCount, const std::vector<qint32> &faceIndices,
                      const std::vector<qint32> &faceCounts)
 {
     m_vertexCount = std::max(vertexCount, 0);
-    FaceList faces(m_vertexCount, faceIndices, faceCounts);
+    m_ringGaps.clear();
+    // One piece of memory for all tables, each with room for the most it can hold. What the rings
+    // are made from lies where triangles and edges will, which are made after them.
+    const size_t count = size_t(m_vertexCount), corners = faceIndices.size();
+    const size_t ringRoom = count + 1 + 2 * corners,
+                 springRoom = count + 1 + 3 * corners + kSpringSlack;
+    const size_t otherRoom =
+        std::max(CornerTable::entries(count, corners), 3 * corners + 2 * corners + 2);
+    m_rings = m_constraints = m_triangles = m_edges = {};
+    m_memory.reset(); // before there is new, so that it is never there twice
+    m_memory = tableMemory(ringRoom + springRoom + otherRoom);
+    quint32 *const rings = m_memory.get();
+    quint32 *const springs = rings + ringRoom;
+    quint32 *const others = springs + springRoom;
+
+    const FaceList faces(count, faceIndices, faceCounts, others);
     if (faces.droppedCount() > 0) {
         qCDebug(lcLayers).noquote()
             << "faces dropped for too few, repeated or missing corners:" << faces.droppedCount();
     }
-    // The corners take half of the memory that all this needs, so what does without them is built
-    // when they are gone.
-    NeighbourTables tables = neighbourTables(m_vertexCount, faces);
-    m_rings = std::move(tables.rings);
-    m_ringGaps = std::move(tables.ringGaps);
-    m_constraints = std::move(tables.constraints);
-    m_triangles = fanTriangles(faces);
-    m_edges = edgesOf(size_t(m_vertexCount), m_rings);
+    const CornerTable cornerTable(faces, count, others);
+    RingWalk walk(count);
+    GapSearch gapSearch;
+    quint32 *ringEnd = rings + count + 1, *springEnd = springs + count + 1;
+    rings[0] = springs[0] = 0;
+    for (size_t v = 0; v < count; ++v) {
+        const std::span<const Corner> found = cornerTable.of(v);
+        quint32 *const begin = ringEnd;
+        const bool oneFan = walk.append(found, ringEnd);
+        const std::span<const quint32> ring(begin, ringEnd);
+        if (!oneFan)
+            gapSearch.append(ring, quint32(begin - rings), found, m_ringGaps);
+        else if (ring.size() > found.size()) // open
+            m_ringGaps.push_back(quint32(begin - rings));
+        springEnd = appendSprings(found, oneFan && ring.size() == found.size(), springEnd);
+        rings[v + 1] = quint32(ringEnd - rings - count - 1);
+        springs[v + 1] = quint32(springEnd - springs - count - 1);
+    }
+    Q_ASSERT(ringEnd <= springs && springEnd <= others);
+    m_rings = { rings, ringEnd };
+    m_constraints = { springs, springEnd };
+    m_triangles = { others, fanTriangles(faces, others) };
+    quint32 *const edges = others + m_triangles.size();
+    m_edges = { edges, appendEdges(count, rings, edges) };
 }
 
 std::vector<quint32> Topology::markedRings() const
 {
-    std::vector<quint32> marked = m_rings;
+    std::vector<quint32> marked(m_rings.begin(), m_rings.end());
     for (const quint32 place : m_ringGaps)
         marked[place] |= kRingGap;
     return marked;

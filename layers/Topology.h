@@ -4,11 +4,14 @@
 
 #include <QString>
 
+#include <memory>
+#include <span>
 #include <vector>
 
 /// Triangles, wireframe edges, one-rings and cloth springs of the merged mesh, as flat index tables
 /// in the layouts that the kernels read. Built once per import from polygon face lists; points
-/// move, topology does not.
+/// move, topology does not. The tables live as long as it or a copy does, and until it is built
+/// anew.
 ///
 /// Archive faces wind clockwise seen from outside; the tables here are turned, so that a triangle
 /// (A, B, C) is counter-clockwise from outside and cross(B − A, C − A) points out.
@@ -34,19 +37,19 @@ public:
 
     int vertexCount() const { return m_vertexCount; }
     int triangleCount() const { return int(m_triangles.size() / 3); }
-    const std::vector<quint32> &triangles() const { return m_triangles; } ///< three per triangle
+    std::span<const quint32> triangles() const { return m_triangles; } ///< three per triangle
     /// Polygon edges as pairs of vertices, each once.
-    const std::vector<quint32> &edges() const { return m_edges; }
+    std::span<const quint32> edges() const { return m_edges; }
     /// Neighbours along polygon edges in cyclic order: cross(y, x) of consecutive neighbour
     /// directions x, y points out; a border vertex's ring runs from one border edge to the other; a
     /// vertex of several fans lists them one after another. Each neighbour once.
-    const std::vector<quint32> &rings() const { return m_rings; }
+    std::span<const quint32> rings() const { return m_rings; }
     /// The ring table for the kernels: kRingGap is set in each neighbour that no face spans
     /// together with its cyclic predecessor.
     std::vector<quint32> markedRings() const;
     static constexpr quint32 kRingGap = 0x80000000; ///< RING_GAP of ring.glsl
     /// Ring neighbours plus the opposite corners of quads, ascending, each once.
-    const std::vector<quint32> &constraints() const { return m_constraints; }
+    std::span<const quint32> constraints() const { return m_constraints; }
 
     /// Brush weight per vertex, walking from `hitVertex` along the ring through vertices closer
     /// than `radius` to it; each vertex reached gets brushFalloff() of its straight distance, all
@@ -60,11 +63,12 @@ public:
 private:
     int m_vertexCount = 0;
     std::vector<MeshEntry> m_meshes;
-    std::vector<quint32> m_triangles;
-    std::vector<quint32> m_edges;
-    std::vector<quint32> m_rings;
+    std::shared_ptr<quint32[]> m_memory; ///< of the tables, which nothing changes; copies share it
+    std::span<const quint32> m_triangles;
+    std::span<const quint32> m_edges;
+    std::span<const quint32> m_rings;
+    std::span<const quint32> m_constraints;
     std::vector<quint32> m_ringGaps; ///< places in m_rings, ascending
-    std::vector<quint32> m_constraints;
 };
 
 /// The picking kernel's own curve: 1 − 3t² + 2t³ with t = distance / radius, 0 from the rim on.

@@ -7,7 +7,7 @@ namespace {
 
 using Pairs = std::vector<std::pair<quint32, quint32>>;
 
-bool offsetsFit(const std::vector<quint32> &table, size_t vertexCount)
+bool offsetsFit(std::span<const quint32> table, size_t vertexCount)
 {
     const size_t offsetCount = vertexCount + 1;
     if (table.size() < offsetCount)
@@ -18,7 +18,7 @@ bool offsetsFit(const std::vector<quint32> &table, size_t vertexCount)
 }
 
 /// Every (vertex, neighbour) of a table whose offsets fit.
-Pairs neighbourPairs(const std::vector<quint32> &table, size_t vertexCount)
+Pairs neighbourPairs(std::span<const quint32> table, size_t vertexCount)
 {
     Pairs pairs;
     pairs.reserve(table.size() - vertexCount - 1);
@@ -57,7 +57,7 @@ QString relationFault(const Pairs &sorted, size_t vertexCount)
                                       : QStringLiteral("a neighbour does not list its vertex");
 }
 
-QString triangleFault(const std::vector<quint32> &triangles, size_t vertexCount)
+QString triangleFault(std::span<const quint32> triangles, size_t vertexCount)
 {
     if (triangles.size() % 3 != 0)
         return QStringLiteral("a triangle lacks a corner");
@@ -72,7 +72,7 @@ QString triangleFault(const std::vector<quint32> &triangles, size_t vertexCount)
 }
 
 /// Whether the edges are exactly the neighbour pairs, each in one of its directions.
-bool edgesMatch(const std::vector<quint32> &edges, const Pairs &ringPairs)
+bool edgesMatch(std::span<const quint32> edges, const Pairs &ringPairs)
 {
     Pairs both;
     both.reserve(edges.size());

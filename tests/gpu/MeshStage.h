@@ -32,7 +32,7 @@ inline MeshScene meshScene(const TestMesh &mesh, const Topology &topology)
 {
     MeshScene scene { mesh, topology, {}, {}, {}, {}, {}, {}, {} };
     double shortest = mesh.extent();
-    const std::vector<quint32> &edges = topology.edges();
+    const auto edges = topology.edges();
     for (size_t k = 0; k + 1 < edges.size(); k += 2) // a NaN is not less
         shortest = std::min(shortest,
                             double((mesh.points[edges[k]] - mesh.points[edges[k + 1]]).length()));

@@ -158,7 +158,7 @@ private slots:
     {
         const TestMesh sheet = testGrid(100);
         m_stage.load(sheet);
-        const auto &edges = m_stage.topology().edges();
+        const auto edges = m_stage.topology().edges();
         const auto isInner = [](const QVector4D &p) { // past the border a miss is right
             return std::max(std::abs(p.x()), std::abs(p.y())) < 0.99f;
         };
@@ -282,7 +282,7 @@ private slots:
     {
         const TestMesh sheet = testGrid(1027, 1027, 0.0);
         m_stage.load(sheet);
-        const auto &t = m_stage.topology().triangles();
+        const auto t = m_stage.topology().triangles();
         const int last = mesh().triangleCount() - 1;
         QVERIFY(mesh().vertexCount() > (1 << 20) && last > (1 << 21));
         for (const int triangle : { 0, 1023 * 1024 + 3, 1024 * 1024 - 1, 1024 * 1024 + 1,
@@ -363,7 +363,7 @@ private:
         // Rays within this of an edge, and hits within this of each other, may fall either way: a
         // float computation of numbers up to 20 errs by about 20 epsilons.
         constexpr double kClose = 1e-4;
-        const std::vector<quint32> &t = m_stage.topology().triangles();
+        const auto t = m_stage.topology().triangles();
         double nearest = double(kInf), chosen = double(kNan);
         for (size_t i = 0; i < t.size(); i += 3) {
             const auto corner = [&](size_t k) { return toVec(soup.points[t[i + k]]); };

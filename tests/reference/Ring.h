@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <span>
 #include <vector>
 
 /// What the kernels' shared ring functions should compute, as plain loops in double, written from
@@ -42,7 +43,7 @@ inline Pose toPose(const PointArray &points)
 
 /// A neighbour table as the topology lays it out: V + 1 offsets, then the lists.
 struct Neighbours {
-    const std::vector<quint32> &table;
+    std::span<const quint32> table;
     size_t vertexCount;
 
     std::vector<quint32> of(size_t vertex) const
@@ -57,7 +58,7 @@ struct Rings : Neighbours {
     using Pair = std::array<quint32, 2>;
     using Pairs = std::vector<Pair>;
 
-    Rings(const std::vector<quint32> &rings, size_t count, const std::vector<quint32> &triangles)
+    Rings(std::span<const quint32> rings, size_t count, std::span<const quint32> triangles)
         : Neighbours { rings, count }
     {
         std::vector<Pairs> around(count); // of each vertex, its triangles' far edges

@@ -36,7 +36,7 @@ struct Ray {
         nearPoint = toVec(toWorld.map(QVector3D())) + toVec(toWorld.mapVector(eye)) * 0.1;
         farPoint = nearPoint + toVec(toWorld.mapVector(eye)) * 9999.9;
     }
-    Vec hit(const reference::Pose &pose, const std::vector<quint32> &t) const
+    Vec hit(const reference::Pose &pose, std::span<const quint32> t) const
     {
         double nearest = std::numeric_limits<double>::infinity();
         for (size_t k = 0; k + 2 < t.size(); k += 3) {
