@@ -18,50 +18,37 @@ const QPoint kStamp(187, 188); // the first pixel beyond the spacing, so one sta
 
 Vec toVec(const QVector3D &v) { return { v.x(), v.y(), v.z() }; }
 
-double slope()
+/// World units that a pixel spans one unit away from the eye.
+double pixelSize()
 {
-    return std::tan(qDegreesToRadians(double(Stage::view()->camera().fieldOfView())) / 2);
+    const double halfAngle = qDegreesToRadians(double(Stage::view()->camera().fieldOfView())) / 2;
+    return 2 * std::tan(halfAngle) / Stage::view()->height();
 }
 
 // The mouse ray from the lens and the view: independent of the projection's inverse.
 struct Ray {
-    Vec nearPoint, farPoint;
+    Vec eye, along; ///< one unit deep
 
-    explicit Ray(const QPoint &pixel)
+    explicit Ray(const QPointF &pixel)
     {
-        const double height = Stage::view()->height(), width = Stage::view()->width();
-        const QVector3D eye(float((pixel.x() - width / 2) * 2 / height * slope()),
-                            float((height / 2 - pixel.y()) * 2 / height * slope()), -1);
+        const QPointF aside = (pixel - QRectF(Stage::view()->rect()).center()) * pixelSize();
         const QMatrix4x4 toWorld = Stage::view()->camera().view().inverted();
-        nearPoint = toVec(toWorld.map(QVector3D())) + toVec(toWorld.mapVector(eye)) * 0.1;
-        farPoint = nearPoint + toVec(toWorld.mapVector(eye)) * 9999.9;
+        eye = toVec(toWorld.map(QVector3D()));
+        along = toVec(toWorld.mapVector({ float(aside.x()), float(-aside.y()), -1 }));
     }
-    Vec hit(const reference::Pose &pose, std::span<const quint32> t) const
+    /// Of the nearest triangle.
+    double depth(const reference::Pose &pose, std::span<const quint32> t) const
     {
         double nearest = std::numeric_limits<double>::infinity();
         for (size_t k = 0; k + 2 < t.size(); k += 3) {
-            const auto crossing = reference::crossing(nearPoint, farPoint, pose[t[k]],
+            const auto crossing = reference::crossing(eye, eye + along * 1e4, pose[t[k]],
                                                       pose[t[k + 1]], pose[t[k + 2]]);
             if (crossing.inside >= 0)
                 nearest = std::min(nearest, crossing.distance);
         }
-        return nearPoint + reference::normalized(farPoint - nearPoint) * nearest;
+        return nearest / reference::length(along);
     }
 };
-
-// What the pointer moves the hit point by: over a plane through it that faces the ray, or with
-// Control the viewer.
-Vec moveVector(const Vec &hit, bool control)
-{
-    const Ray press(kPress), stamp(kStamp);
-    const QMatrix4x4 toWorld = Stage::view()->camera().view().inverted();
-    const Vec normal = control ? toVec(toWorld.mapVector({ 0, 0, 1 }))
-                               : reference::normalized(press.nearPoint - press.farPoint);
-    const Vec along = stamp.farPoint - stamp.nearPoint;
-    const double share =
-        reference::dot(hit - stamp.nearPoint, normal) / reference::dot(along, normal);
-    return stamp.nearPoint + along * share - hit;
-}
 
 void pressPen(double pressure)
 {
@@ -96,11 +83,8 @@ private slots:
             prepare(mesh);
             for (const Row &row : rows)
                 QVERIFY2(matches(row),
-                         qPrintable(QStringLiteral("mesh %1, brush %2 as %3, modifiers %4")
-                                        .arg(mesh)
-                                        .arg(row.shelf)
-                                        .arg(int(row.brush))
-                                        .arg(int(row.held))));
+                         qPrintable(QString::asprintf("mesh %d, brush %d as %d, modifiers %x", mesh,
+                                                      row.shelf, int(row.brush), int(row.held))));
         }
     }
 
@@ -149,21 +133,27 @@ private:
             dab.backupPoints = reference::toPose(data().basePoints());
             dab.offsetPoints = reference::toPose(data().offsetPoints());
         }
-        const Vec pressHit = Ray(kPress).hit(dab.position, topology.triangles());
-        const QVector3D inWorld { float(pressHit.x), float(pressHit.y), float(pressHit.z) };
-        const double depth = -double(Stage::view()->camera().view().map(inWorld).z());
-        const double radius = Global::brushRadius() * 2 * depth * slope() / Stage::view()->height();
+        const Ray press(kPress), stamp(kStamp);
+        const double depth = press.depth(dab.position, topology.triangles());
+        const double radius = Global::brushRadius() * pixelSize() * depth;
         dab.brush.radius = float(radius);
-        const bool moves = settings.type == BrushType::Move;
-        const Vec hit = moves ? pressHit : Ray(kStamp).hit(dab.position, topology.triangles());
+        const Vec pressHit = press.eye + press.along * depth;
+        Vec hit = stamp.eye + stamp.along * stamp.depth(dab.position, topology.triangles());
+        if (settings.type == BrushType::Move) {
+            // The pointer moves the hit point over a plane through it that faces the ray, or with
+            // Control the viewer.
+            const QPointF centre = QRectF(Stage::view()->rect()).center();
+            const Vec facing = settings.control ? Ray(centre).along : press.along;
+            const double share = dot(pressHit - stamp.eye, facing) / dot(stamp.along, facing);
+            dab.moveVector = stamp.eye + stamp.along * share - pressHit;
+            hit = pressHit;
+        }
         for (const Vec &p : dab.position)
             dab.falloff.push_back(reference::brushWeight(hit, p, radius));
         const auto pressArea = reference::brushArea(pressHit, radius, dab.position, dab.normal);
         dab.area = reference::brushArea(hit, radius, dab.position, dab.normal);
         dab.frame =
             reference::nextFrame(reference::nextFrame(pressHit, pressArea).origin, dab.area);
-        if (moves)
-            dab.moveVector = moveVector(pressHit, settings.control);
         return dab;
     }
 
@@ -174,9 +164,9 @@ private:
         settings.intensity = Global::brushStrength();
         settings.pressure = row.pressure;
         settings.control = row.held.testFlag(Qt::ControlModifier);
-        const bool clay = row.brush == BrushType::Clay;
-        const reference::Alpha alpha(clay ? QStringLiteral(":/alphas2d/Alphas/alphas2d/square.png")
-                                          : QStringLiteral(":/alphas2d/Alphas/alphas2d/dot.png"));
+        const auto shape = QLatin1String(row.brush == BrushType::Clay ? "square" : "dot");
+        const reference::Alpha alpha(
+            QStringLiteral(":/alphas2d/Alphas/alphas2d/%1.png").arg(shape));
         const Dab after = reference::sculpted(expected(settings), alpha);
 
         const PointArray points = data().offsetPoints();
@@ -188,6 +178,8 @@ private:
         if (row.key)
             Driver::key(Stage::view(), row.key);
         const bool chosen = Global::currentBrush() == int(row.brush);
+        if (row.brush == BrushType::Move)
+            Stage::move(kStamp + QPoint(9, 5), row.held); // and back: by what the pointer moved
         Stage::move(kStamp, row.held);
         Stage::release(kStamp, row.held);
         const PointArray moved = Stage::difference(data().offsetPoints(), points);
