@@ -19,20 +19,35 @@ class TimeMathTest : public QObject {
     Q_OBJECT
 
 private slots:
-    void framesOfTimes()
+    void frames()
     {
-        const std::tuple<double, double, int> rows[] = {
-            { 10.0 / 24, 24, 10 },
-            { 0.5, 25, 13 }, // rounded up
-            { double(float(1001.0 / 24)), 24, 1001 }, // read back through a float
-            { -5.5 / 24, 24, -5 },
-            { -1.6 / 24, 24, -2 },
-            { 1e300, 24, kMost },
-            { -1e300, 24, kLeast },
-            { qQNaN(), 24, 0 },
+        const auto frameAt = [](int x, const FrameRange &range) {
+            return frameUnder(rulerPoint({ x, 0 }, { 250, 140 }, range), range);
         };
-        for (const auto &[seconds, fps, frame] : rows)
-            QCOMPARE(frameAtTime(seconds, fps), frame);
+        const FrameRange shot { 10, 20 }, all { kLeast, kMost }, reversed { 50, 40 };
+        const std::pair<int, int> rows[] = {
+            { frameAtTime(10.0 / 24, 24), 10 },
+            { frameAtTime(0.5, 25), 13 }, // rounded up
+            { frameAtTime(double(float(1001.0 / 24)), 24), 1001 }, // read back through a float
+            { frameAtTime(-5.5 / 24, 24), -5 },
+            { frameAtTime(-1.6 / 24, 24), -2 },
+            { frameAtTime(1e300, 24), kMost },
+            { frameAtTime(-1e300, 24), kLeast },
+            { frameAtTime(qQNaN(), 24), 0 },
+            { previousFrame(3, shot), 10 },
+            { previousFrame(40, shot), 39 },
+            { previousFrame(kLeast, shot), 10 },
+            { nextFrame(3, shot), 4 },
+            { nextFrame(40, shot), 10 },
+            { nextFrame(kMost, shot), 10 },
+            { nextFrame(50, reversed), 50 }, // such a range is its one frame
+            { frameAt(249, reversed), 50 },
+            { clampedFrame(45, reversed), 50 },
+            { frameAt(0, all), kLeast },
+            { markerWidth(pixelsPerFrame(100, { 0, 999 })), 2 },
+        };
+        for (const auto &[found, expected] : rows)
+            QCOMPARE(found, expected);
         for (const double fps : { 23.976, 24.0, 25.0, 60.0 }) { // every frame holds one key
             Keys keys;
             for (int frame = -700; frame < 1100; ++frame) {
@@ -81,28 +96,12 @@ private slots:
             QVERIFY(markerRect(range.end + 1, widget, range).left() >= width - 1);
         }
         QVERIFY(qIsFinite(rulerPoint({ 3, 3 }, { 0, 0 }, {}).frameOffset));
-        QCOMPARE(markerWidth(pixelsPerFrame(100, { 0, 999 })), 2);
-        const auto frameAt = [](int x, const FrameRange &range) {
-            return frameUnder(rulerPoint({ x, 0 }, { 250, 140 }, range), range);
-        };
-        QCOMPARE(frameAt(249, { 1105, 1049 }), 1105); // reversed: one frame
-        QCOMPARE(clampedFrame(5, { 9, 3 }), 9);
-        QCOMPARE(frameAt(0, { kLeast, kMost }), kLeast);
-        QVERIFY(frameAt(249, { kLeast, kMost }) > kMost - 30'000'000);
         QVERIFY(markerRect(kMost, { 300, 140 }, { kLeast, kLeast + 1 }).left() > 300);
         QVERIFY(markerRect(kLeast, { 300, 140 }, { kMost - 1, kMost }).right() < 0);
     }
 
-    void steppingAndDragging()
+    void margins()
     {
-        const std::tuple<int, int, int> steps[] = {
-            { 3, 10, 4 }, { 40, 39, 10 }, { kLeast, 10, kLeast + 1 }, { kMost, kMost - 1, 10 }
-        };
-        for (const auto &[current, before, after] : steps) {
-            QCOMPARE(previousFrame(current, { 10, 20 }), before);
-            QCOMPARE(nextFrame(current, { 10, 20 }), after);
-        }
-        QCOMPARE(nextFrame(50, { 50, 40 }), 50); // a reversed range loops over its one frame
         const RangeMargins at { 20, 30 }; // squeezed below its minimum a bar may only grow
         QCOMPARE(dragLeftEnd(at, 5, 40, 60), at);
         QCOMPARE(dragLeftEnd(at, -5, 40, 60), (RangeMargins { 15, 30 }));
