@@ -134,11 +134,11 @@ private slots:
     void radiusAndStrengthFollowTheDrag()
     {
         const QPoint at = Stage::middle();
-        Global::setBrushRadius(80); // as the other view may have set it
+        Global::setBrushRadius(90); // as the other view may have set it
         Global::setBrushStrength(1.0f);
         Stage::press(at, {}, Qt::MiddleButton);
         const std::pair<QPoint, int> moves[] = {
-            { { 0, 90 }, 80 }, { { -50, 30 }, 30 }, { { -200, 0 }, 0 }, { { -40, 0 }, 40 }
+            { { 0, 90 }, 90 }, { { -50, 30 }, 40 }, { { -200, 0 }, 0 }, { { -40, 0 }, 50 }
         };
         for (const auto &[by, radius] : moves) {
             Stage::move(at + by);
@@ -147,7 +147,7 @@ private slots:
             const auto drawn = [&](int x, int y) {
                 return qGray(circle.pixel(at + QPoint(x, y))) < 100;
             };
-            for (const int x : { 0, 15, 30, 40, 55, 80 })
+            for (const int x : { 0, 20, 40, 50, 65, 90 })
                 QCOMPARE(drawn(x, 0), x == 0 || x == radius);
             QVERIFY(drawn(0, -radius));
         }
@@ -230,7 +230,6 @@ private slots:
         Stage::key(Qt::Key_F);
         const float diagonal = std::sqrt(12.0f); // of the unit sphere at frame 0
         QVERIFY((camera().pan() - QVector3D(0, 0, -diagonal)).length() < 1e-4f);
-        QVERIFY(camera().pivot().length() < 1e-5f);
         QVERIFY(qAbs(camera().zoomSpeed() - 0.001f * diagonal) < 1e-6f);
 
         Global::setCurrentBrush(2);
