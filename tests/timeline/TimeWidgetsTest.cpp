@@ -20,13 +20,14 @@ private slots:
     void keyDrags()
     {
         const std::vector<LayerKey> keys { { 2 / 24.0, 0.5f }, { 4 / 24.0, 0.5f } };
-        const LayerData &kept = *addLayer(keys)->data();
-        Layer *layer = addLayer(keys);
+        for (int i = 0; i < 2; ++i)
+            Stage::addLayer(LayerKind::Relax)->data()->setKeys(keys);
+        Layer *layer = Global::layers()[1];
+        const LayerData &kept = *Global::layers()[0]->data();
         LayerData &dragged = *layer->data();
         const QPoint at = Stage::rulerPixel(4, 0.1);
         Stage::press(at, {}, Qt::RightButton, &ruler());
-        for (const auto &[dy, value] :
-             { std::pair(-35, 0.75f), { -175, 1 }, { -140, 0.75f }, { 600, 0 } }) {
+        for (const auto &[dy, value] : { std::pair(-175, 1.0f), { -140, 0.75f }, { 600, 0 } }) {
             Stage::move(at + QPoint(0, dy), {}, &ruler());
             QCOMPARE(dragged.keys()[1].value, value);
         }
@@ -44,7 +45,9 @@ private slots:
     /// Dots, curve, ticks and marker stand where a press on them would find their frame and value.
     void rulerPicture()
     {
-        addLayer({ { 18 / 24.0, 0.25f, false }, { 6 / 24.0, 0.75f, true } });
+        Stage::addLayer(LayerKind::Relax)
+            ->data()
+            ->setKeys({ { 18 / 24.0, 0.25f, false }, { 6 / 24.0, 0.75f, true } });
         Global::timeControls()->setCurrentTime(12);
         QApplication::processEvents();
         const QImage with = ruler().grab().toImage();
@@ -78,11 +81,10 @@ private slots:
     /// The limits keep what typing passes by.
     void typedFrames()
     {
-        const auto field = [](const char *label) {
-            return Stage::beside<QLineEdit>(QLatin1String(label), Global::timeControls());
-        };
-        const auto type = [&](const char *label, const char *text) {
-            Stage::type(field(label), QLatin1String(text));
+        const auto type = [](const char *label, const char *text) {
+            auto *field = Stage::beside<QLineEdit>(QLatin1String(label), Global::timeControls());
+            Stage::type(field, QLatin1String(text));
+            return field;
         };
         type("Time", "-700");
         QCOMPARE(ruler().currentFrame(), -700); // nothing clamps a typed frame
@@ -92,9 +94,9 @@ private slots:
         QVERIFY(ruler().rangeStart() == 1001 && ruler().rangeEnd() == 1050);
         type("Min", "2000");
         QVERIFY(ruler().rangeStart() == 2000 && ruler().rangeEnd() == 2000);
-        type("Time", "7");
+        const auto *time = type("Time", "7");
         ruler().nextFrame(); // stands outside: the next one is the first
-        QCOMPARE(field("Time")->text(), QString::number(ruler().currentFrame()));
+        QCOMPARE(time->text(), QString::number(ruler().currentFrame()));
         Global::timeControls()->showFrame(9); // shows only
         QVERIFY(ruler().currentFrame() != 9);
     }
@@ -140,13 +142,6 @@ private slots:
 
 private:
     static Timeline &ruler() { return Stage::ruler(); }
-    static Layer *addLayer(std::vector<LayerKey> keys)
-    {
-        Layer *layer = Stage::addLayer(LayerKind::Relax);
-        layer->data()->setKeys(std::move(keys));
-        return layer;
-    }
-
     Stage m_stage;
 };
 

@@ -126,7 +126,6 @@ private slots:
     {
         loadPlates(writePlates());
         showFrame(0);
-        const QSizeF film(view()->height() * kAspect, view()->height()); // the lens is the view's
         const PlateSettings rows[] = { { 1, 1, 0, 0, 2 }, // before the mesh, behind it, far
                                        { 1, 1, 0, 0, 100 },
                                        {},
@@ -136,8 +135,9 @@ private slots:
             const QImage picture = view()->grabFramebuffer();
             for (int i = 0; i < 16; ++i) {
                 const double u = 0.02 + 0.32 * (i % 4), v = 0.02 + 0.32 * (i / 4); // from the top
+                // The lens is the view's.
                 const QPointF at = QRectF(picture.rect()).center() +
-                    QPointF((u - 0.5) * film.width(), (v - 0.5) * film.height());
+                    QPointF((u - 0.5) * kAspect, v - 0.5) * picture.height();
                 // Below the horizon the cube stands before a plate that is farther than it.
                 if (!picture.rect().contains(at.toPoint()) || (v > 0.5 && row.depth > 3))
                     continue;
@@ -193,10 +193,9 @@ private slots:
 
         choose(2);
         ImageSequence many;
-        for (int frame = 0; frame < 20; ++frame)
-            black.save(many[frame] = m_stage.path(QStringLiteral("many%1.png").arg(frame)));
-        Global::imagePlane()->setSequence(many);
         for (int frame = 0; frame < 20; ++frame) {
+            black.save(many[frame] = m_stage.path(QStringLiteral("many%1.png").arg(frame)));
+            Global::imagePlane()->setSequence(many);
             showFrame(frame);
             QCOMPARE(blueAt(top), background / 2);
         }
