@@ -210,11 +210,10 @@ private slots:
     {
         using Floats = QVector<float>;
         using Indices = QVector<quint32>;
-        const auto cacheOf = [](const Floats &positions, const Floats &normals,
-                                const Indices &indices) {
+        const auto cacheOf = [](const auto &...arrays) {
             QByteArray bytes;
             QDataStream stream(&bytes, QIODevice::WriteOnly);
-            stream << positions << normals << indices;
+            (stream << ... << arrays);
             return bytes;
         };
         const Floats positions { 0, 0, 0, 1, 0, 0, 0.1f, 1, float(qInf()) };
@@ -227,17 +226,17 @@ private slots:
         QCOMPARE(Floats(shape.positions.begin(), shape.positions.end()), positions);
         QCOMPARE(Floats(shape.normals.begin(), shape.normals.end()), normals);
         QCOMPARE(Indices(shape.indices.begin(), shape.indices.end()), indices);
-        save("a.obj_cache", cacheOf({}, {}, {}));
+        save("a.obj_cache", cacheOf(Floats(), Floats(), Indices()));
         QVERIFY(loadShape(obj).indices.empty());
 
         const QByteArray huge = QByteArray(4, '\xff') + QByteArray(4000, '\0');
         QList<QByteArray> damaged { "v 1 2 3\nv 1 2 3\n",
                                     huge,
                                     QByteArray("\0\0\0\x02", 4) + QByteArray(12, '\0'), // for one
-                                    cacheOf(positions, normals, { 0, 1, 3 }),
-                                    cacheOf(positions, normals, { 0, 1 }),
-                                    cacheOf({ 1, 2, 3, 4 }, { 1, 2, 3, 4 }, {}),
-                                    cacheOf(positions, { 0, 0, 1 }, indices) };
+                                    cacheOf(positions, normals, Indices { 0, 1, 3 }),
+                                    cacheOf(positions, normals, Indices { 0, 1 }),
+                                    cacheOf(Floats(4), Floats(4), Indices()),
+                                    cacheOf(positions, Floats(3), indices) };
         for (int i = 0; i < whole.size(); ++i)
             damaged << whole.left(i);
         const LogCapture log;

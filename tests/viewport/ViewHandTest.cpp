@@ -294,32 +294,33 @@ private:
 
     static LayerData &data() { return *Global::currentLayer()->data(); }
     /// Press and one stamp, as the dab's steps say.
-    Dab expected(const BrushSettings &settings) const
+    static Dab expected(const Row &row)
     {
         const Topology &topology = *Global::topology();
         Dab dab { { topology.rings(), size_t(topology.vertexCount()), topology.triangles() } };
-        dab.brush = settings;
         dab.position = dab.backupPoints = dab.offsetPoints = reference::toPose(Stage::positions());
         dab.normal = reference::toPose(Stage::read<QVector4D>(Semantic::kNormal));
         dab.deltas.resize(dab.position.size());
         dab.mask.assign(data().mask().begin(), data().mask().end());
-        if (settings.type == BrushType::Fix)
+        if (row.brush == BrushType::Fix)
             dab.offsetPoints = reference::toPose(Global::mesh()->restPoints());
-        if (settings.type == BrushType::Erase) {
+        if (row.brush == BrushType::Erase) {
             dab.backupPoints = reference::toPose(data().basePoints());
             dab.offsetPoints = reference::toPose(data().offsetPoints());
         }
         const Ray press(kPress), stamp(kStamp);
         const double depth = press.depth(dab.position, topology.triangles());
         const double radius = Global::brushRadius() * pixelSize() * depth;
-        dab.brush.radius = float(radius);
+        const bool control = row.held.testFlag(Qt::ControlModifier);
+        dab.brush = { row.brush,    float(radius), Global::brushStrength(),
+                      row.pressure, false,         control };
         const Vec pressHit = press.eye + press.along * depth;
         Vec hit = stamp.eye + stamp.along * stamp.depth(dab.position, topology.triangles());
-        if (settings.type == BrushType::Move) {
+        if (row.brush == BrushType::Move) {
             // The pointer moves the hit point over a plane through it that faces the ray, or with
             // Control the viewer.
             const QPointF centre = QRectF(Stage::view()->rect()).center();
-            const Vec facing = settings.control ? Ray(centre).along : press.along;
+            const Vec facing = control ? Ray(centre).along : press.along;
             const double share = dot(pressHit - stamp.eye, facing) / dot(stamp.along, facing);
             dab.moveVector = stamp.eye + stamp.along * share - pressHit;
             hit = pressHit;
@@ -333,17 +334,12 @@ private:
         return dab;
     }
 
-    bool matches(const Row &row) const
+    static bool matches(const Row &row)
     {
-        BrushSettings settings;
-        settings.type = row.brush;
-        settings.intensity = Global::brushStrength();
-        settings.pressure = row.pressure;
-        settings.control = row.held.testFlag(Qt::ControlModifier);
         const auto shape = QLatin1String(row.brush == BrushType::Clay ? "square" : "dot");
         const reference::Alpha alpha(
             QStringLiteral(":/alphas2d/Alphas/alphas2d/%1.png").arg(shape));
-        const Dab after = reference::sculpted(expected(settings), alpha);
+        const Dab after = reference::sculpted(expected(row), alpha);
 
         const PointArray points = data().offsetPoints();
         const std::vector<float> mask = data().mask();
