@@ -146,8 +146,8 @@ private slots:
                 mesh().loadFrame(row.frame, 24.0, file);
                 QVERIFY(!good || gpuCounters().uploadedBytes - bytes == quint64(50 * 16));
                 QCOMPARE(log.lines().size(), int(!good)); // once a visit, the reader's included
-                QCOMPARE(m_stage.points().at(0), QVector4D(row.other, 0, 0, 1)); // it goes on
-                QCOMPARE(m_stage.points().at(25), QVector4D(row.sheet, 0, 0, 1));
+                QCOMPARE(m_stage.points().at(0), QVector4D(row.other - 1, -1, 0, 1)); // it goes on
+                QCOMPARE(m_stage.points().at(25), QVector4D(row.sheet - 1, -1, 0, 1));
             }
         }
     }

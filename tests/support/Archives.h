@@ -1,5 +1,7 @@
 #pragma once
 
+#include "support/TestMeshes.h"
+
 #include <QFile>
 #include <QString>
 
@@ -12,8 +14,7 @@
 #include <cmath>
 #include <vector>
 
-/// Archives that tests write on the fly. Faces wind clockwise seen from outside, as archives have
-/// it.
+/// Archives that tests write on the fly.
 namespace archives {
 
 using Imath::M44d;
@@ -27,34 +28,15 @@ struct Shape {
     std::vector<qint32> faceCounts;
 };
 
-/// Eight points at the corners of [-1, 1]³, six quads.
-inline Shape cube()
+inline Shape shapeOf(const TestMesh &mesh)
 {
-    Shape shape;
-    for (int i = 0; i < 8; ++i)
-        shape.points.emplace_back(i & 1 ? 1.0f : -1.0f, i & 2 ? 1.0f : -1.0f, i & 4 ? 1.0f : -1.0f);
-    shape.faceIndices = { 0, 1, 3, 2, 4, 6, 7, 5, 0, 4, 5, 1, 2, 3, 7, 6, 0, 2, 6, 4, 1, 5, 7, 3 };
-    shape.faceCounts.assign(6, 4);
+    Shape shape { {}, mesh.indices, mesh.counts };
+    for (const QVector4D &point : mesh.points)
+        shape.points.emplace_back(point.x(), point.y(), point.z());
     return shape;
 }
-
-/// side × side points over [0, 1]² in the plane y = 0, whose outside is up.
-inline Shape grid(int side)
-{
-    Shape shape;
-    const float step = 1.0f / float(side - 1);
-    for (int i = 0; i < side * side; ++i)
-        shape.points.emplace_back(float(i % side) * step, 0.0f, float(i / side) * step);
-    for (int row = 0; row + 1 < side; ++row) {
-        for (int column = 0; column + 1 < side; ++column) {
-            const int corner = row * side + column;
-            shape.faceIndices.insert(shape.faceIndices.end(),
-                                     { corner, corner + 1, corner + side + 1, corner + side });
-            shape.faceCounts.push_back(4);
-        }
-    }
-    return shape;
-}
+inline Shape cube() { return shapeOf(testCube()); }
+inline Shape grid(int side) { return shapeOf(testGrid(side, side)); }
 
 inline Points moved(Points points, const V3f &by)
 {

@@ -36,10 +36,9 @@ public:
     /// Writes the mesh as an archive of five frames.
     QString write(const TestMesh &mesh, int firstFrame = 0) const
     {
-        std::vector<archives::Points> poses(kFrames);
+        std::vector<archives::Points> poses;
         for (int frame = 0; frame < kFrames; ++frame)
-            for (const QVector4D &point : posed(mesh, frame))
-                poses[size_t(frame)].emplace_back(point.x(), point.y(), point.z());
+            poses.push_back(archives::shapeOf({ {}, posed(mesh, frame), {}, {} }).points);
         const QString path = this->path(QStringLiteral("%1 %2.abc").arg(mesh.name).arg(firstFrame));
         archives::Writer writer(path, firstFrame / 24.0);
         writer.mesh(writer.top(), "mesh", { poses[0], mesh.indices, mesh.counts },
