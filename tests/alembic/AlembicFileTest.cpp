@@ -29,18 +29,6 @@ bool near(const QVector4D &point, float x, float y, float z)
     return (point - QVector4D(x, y, z, 1.0f)).length() < 1e-5f;
 }
 
-double volume(const Topology &topology, const PointArray &points)
-{
-    double sum = 0.0;
-    for (std::size_t i = 0; i < topology.triangles().size(); i += 3) {
-        QMatrix4x4 corners; // of a tetrahedron, the fourth the origin
-        for (int k = 0; k < 3; ++k)
-            corners.setColumn(k, points[topology.triangles()[i + std::size_t(k)]]);
-        sum += corners.determinant() / 6.0;
-    }
-    return sum;
-}
-
 std::vector<Points> drifting(const Points &points, int count)
 {
     std::vector<Points> later;
@@ -131,7 +119,7 @@ private:
     void write(const Write &fill, double fps = 24.0,
                const Alembic::Abc::MetaData &metaData = {}) const
     {
-        Writer writer(m_path, 0.0, fps, metaData);
+        Writer writer(m_path, 1.0 / fps, fps, metaData);
         fill(writer);
     }
     bool open(AlembicFile &file) const { return file.open(QFile::encodeName(m_path)); }
@@ -147,8 +135,9 @@ private:
     }
     void overwrite(const QByteArray &bytes) const
     {
-        QFile file(m_path);
-        QVERIFY(file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size());
+        QFile file(m_path); // in place: an open archive sees it
+        QVERIFY(file.open(QIODevice::ReadWrite) && file.write(bytes) == bytes.size() &&
+                file.resize(bytes.size()));
     }
 
 private slots:
@@ -196,7 +185,7 @@ private slots:
             int triangles, lines;
         };
         const Row rows[] = {
-            { strays, "/surplus 8 (1 1 1) /card 4 (1 0 1) /shortage 8 (1 1 1) ", 12 + 10 + 1, 3 },
+            { strays, "/surplus 8 (1 1 1) /card 4 (1 1 0) /shortage 8 (1 1 1) ", 12 + 10 + 1, 3 },
             { deep, QByteArray("/t/g").repeated(5000) + "/box 8 (5001 1 1) ", 12, 0 },
             { instances,
               "/source/inner/box 8 (2 2 1) /copy/innerCopy/box 8 (1 2 101) "
@@ -230,48 +219,49 @@ private slots:
         }
     }
 
-    void samplesAndTransforms_data()
-    {
-        QTest::addColumn<double>("fps"); // the library's own look-up has a tolerance in seconds
-        QTest::newRow("close samples") << 24.0;
-        QTest::newRow("far apart") << 2.0;
-    }
     void samplesAndTransforms()
     {
-        QFETCH(double, fps);
-        {
-            Writer writer(m_path, 1.0 / fps, fps);
-            std::vector<M44d> matrices;
-            for (int i = 0; i < 5; ++i)
-                matrices.push_back(translation(0, 10.0 * i, 0));
-            auto carrier = writer.xform(writer.top(), "carrier", matrices);
-            writer.mesh(carrier, "box", cube(), drifting(cube().points, 5));
-            M44d projective;
-            projective[3][3] = 1 / 3.0;
-            auto outer = writer.xform(writer.top(), "outer", { M44d().setScale(2.0), projective });
-            auto inner = writer.xform(outer, "inner", { translation(1, 0, 0) });
-            writer.mesh(inner, "deep", cube()); // the nearest transform comes first
-            auto loner = writer.xform(outer, "loner", { translation(1, 0, 0) }, false);
-            auto mirror = writer.xform(loner, "mirror", { M44d().setScale(V3d(-1, 1, 1)) });
-            writer.mesh(mirror, "turned", cube());
-        }
-        AlembicFile file;
-        double start = 0.0, end = 0.0;
-        QVERIFY(open(file) && file.timeRange(start, end));
-        QCOMPARE(end, 5 / fps);
-        const std::pair<double, int> rows[] = {
-            { -99, 0 }, { 1, 0 },        { 3.9, 2 },      { 4, 3 },
-            { 4.5, 3 }, { 4 - 5e-5, 3 }, { 4 - 2e-4, 2 }, { 99, 4 },
-        };
-        for (const auto &[time, sample] : rows) {
-            PointArray points(3);
-            Topology topology;
-            QVERIFY(file.readPoints(points, time / fps) && points.size() == 24);
-            QVERIFY(near(points[7], 1 + float(sample), 1 + 10 * float(sample), 1));
-            const float scale = sample > 0 ? 3 : 2;
-            QVERIFY(near(points[15], 2 * scale, scale, scale) && near(points[23], 0, 1, 1));
-            QVERIFY(file.fillTopology(topology)); // the mirrored one faces out, too
-            QVERIFY(std::abs(volume(topology, points) - 8 * (2 + std::pow(scale, 3))) < 1e-2);
+        for (const double fps : { 24.0, 2.0 }) { // the library's own look-up tolerates seconds
+            const Write moving = [](Writer &writer) {
+                std::vector<M44d> matrices;
+                for (int i = 0; i < 5; ++i)
+                    matrices.push_back(translation(0, 10.0 * i, 0));
+                auto carrier = writer.xform(writer.top(), "carrier", matrices);
+                writer.mesh(carrier, "box", cube(), drifting(cube().points, 5));
+                M44d third; // by projection
+                third[3][3] = 1 / 3.0;
+                auto outer = writer.xform(writer.top(), "outer", { M44d().setScale(2.0), third });
+                auto inner = writer.xform(outer, "inner", { translation(1, 0, 0) });
+                writer.mesh(inner, "deep", cube()); // the nearest transform comes first
+                auto loner = writer.xform(outer, "loner", { translation(1, 0, 0) }, false);
+                auto mirror = writer.xform(loner, "mirror", { M44d().setScale(V3d(-1, 1, 1)) });
+                writer.mesh(mirror, "turned", cube());
+            };
+            write(moving, fps);
+            AlembicFile file;
+            double start = 0.0, end = 0.0;
+            QVERIFY(open(file) && file.timeRange(start, end) && end == 5 / fps);
+            const std::pair<double, int> rows[] = {
+                { -99, 0 }, { 1, 0 },        { 3.9, 2 },      { 4, 3 },
+                { 4.5, 3 }, { 4 - 5e-5, 3 }, { 4 - 2e-4, 2 }, { 99, 4 },
+            };
+            for (const auto &[time, sample] : rows) {
+                PointArray points(3);
+                Topology topology;
+                QVERIFY(file.readPoints(points, time / fps) && points.size() == 24);
+                QVERIFY(near(points[7], 1 + float(sample), 1 + 10 * float(sample), 1));
+                const float scale = sample > 0 ? 3 : 2;
+                QVERIFY(near(points[15], 2 * scale, scale, scale) && near(points[23], 0, 1, 1));
+                QVERIFY(file.fillTopology(topology) && topology.triangleCount() == 36);
+                for (size_t i = 0; i < 36; ++i) { // each looks away from its cube's middle
+                    const auto corner = [&](size_t k) {
+                        return points[topology.triangles()[3 * i + k]].toVector3D();
+                    };
+                    const QVector4D middle = (points[i / 12 * 8] + points[i / 12 * 8 + 7]) / 2;
+                    const QVector3D out = QVector3D::normal(corner(0), corner(1), corner(2));
+                    QVERIFY(QVector3D::dotProduct(out, corner(0) - middle.toVector3D()) > 0.5f);
+                }
+            }
         }
     }
 
@@ -309,7 +299,7 @@ private slots:
         AlembicFile file;
         PointArray points;
         QVERIFY(open(file) && file.frameRate() == 29.97);
-        QVERIFY(file.readPoints(points, 5000 / 29.97) && points[0].x() == 5000);
+        QVERIFY(file.readPoints(points, 5000 / 29.97) && points[0].x() == 4999);
 
         using Sampling = Alembic::AbcCoreAbstract::TimeSampling;
         using Cycle = Alembic::AbcCoreAbstract::TimeSamplingType;
@@ -379,7 +369,7 @@ private slots:
         Topology topology;
         topology.addMesh(QStringLiteral("kept"), 1);
         const LogCapture log;
-        QVERIFY(!file.isValid() && !file.readPoints(points, 0.0) && !file.timeRange(start, end) &&
+        QVERIFY(!file.readPoints(points, 0.0) && !file.timeRange(start, end) &&
                 !file.readCamera(camera, 0.0) && !file.fillTopology(topology));
         QCOMPARE(LogCapture::countContaining(QStringLiteral("archive is invalid")), 4);
         QVERIFY(points.size() == 2 && start + end == 9.0 && topology.meshes().size() == 1);
@@ -482,20 +472,17 @@ private slots:
             writer.mesh(writer.top(), "box", cube());
             writer.mesh(writer.top(), "grid", grid(64)); // so that longer samples have their bytes
         });
+        const QByteArray whole = content();
+        QByteArray rewritten = whole;
+        claims(16 + 12 * 2000)(rewritten);
         int moment = 0;
         for (int left = -1; left < 0; ++moment) {
-            const QByteArray whole = content();
             AlembicFile file;
             QVERIFY(open(file));
             left = moment;
             beforeRead = [&] {
-                if (left-- != 0)
-                    return;
-                QByteArray bytes = whole;
-                claims(16 + 12 * 2000)(bytes);
-                QFile device(m_path);
-                device.open(QIODevice::ReadWrite);
-                device.write(bytes);
+                if (left-- == 0)
+                    overwrite(rewritten);
             };
             PointArray points;
             const bool read = file.readPoints(points, 0.0);
