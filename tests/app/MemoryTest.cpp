@@ -10,7 +10,6 @@
 
 #include <QTemporaryDir>
 
-#include <algorithm>
 #include <cstdlib>
 #include <functional>
 #include <new>
@@ -38,10 +37,9 @@ void operator delete(void *memory, std::size_t) noexcept { std::free(memory); }
 class MemoryTest : public QObject {
     Q_OBJECT
 
-private slots:
-    void whatFailsIsUndone();
+    RunningProgram m_app;
+    QTemporaryDir m_folder;
 
-private:
     static QByteArray state()
     {
         std::vector<const LayerData *> layers;
@@ -55,69 +53,65 @@ private:
 
     static bool isWhole()
     {
-        const auto &layers = Global::layers();
-        const auto filled = [](const Layer *layer) {
+        for (const Layer *layer : Global::layers()) {
             const LayerData &data = *layer->data();
-            return !data.basePoints().empty() && data.keys().size() == 1 &&
-                (data.kind() != LayerKind::Sculpt ||
-                 data.offsetPoints().size() == data.basePoints().size());
-        };
-        return std::all_of(layers.begin(), layers.end(), filled) &&
-            Global::currentLayer() == layers.back() &&
+            if (data.basePoints().empty() || data.keys().size() != 1 ||
+                (data.kind() == LayerKind::Sculpt &&
+                 data.offsetPoints().size() != data.basePoints().size()))
+                return false;
+        }
+        return Global::currentLayer() == Global::layers().back() &&
             Global::mesh()->vertexCount() == Global::topology()->vertexCount();
     }
 
-    RunningProgram m_app;
-    QTemporaryDir m_folder;
-};
-
-void MemoryTest::whatFailsIsUndone()
-{
-    NEEDS_GL(m_app.hasGL());
-    const QString archive = m_folder.filePath(QStringLiteral("grid.abc"));
-    const QString larger = m_folder.filePath(QStringLiteral("larger.abc"));
-    for (const auto &[path, side] : { std::pair(archive, 50), std::pair(larger, 60) }) {
-        archives::Writer writer(path);
-        writer.mesh(writer.top(), "grid", archives::grid(side));
-    }
-    const auto import = [this](const QString &path) {
-        if (Global::openArchive(path))
-            m_app.global().updateToNewAlembic();
-    };
-    import(archive);
-    m_app.global().addLayer(int(LayerKind::Sculpt));
-    const std::pair<const char *, std::function<void()>> operations[] = {
-        { "sculpt layer", [&] { m_app.global().addLayer(int(LayerKind::Sculpt)); } },
-        { "cloth layer", [&] { m_app.global().addLayer(int(LayerKind::Cloth)); } },
-        { "import", [&] { import(larger); } },
-    };
-    // The driver compiles kernels at their first use, and does not expect to run out of memory.
-    for (const auto &[name, operation] : operations)
-        operation();
-    Global::evaluateLayers(true);
-    import(archive);
-    for (const auto &[name, operation] : operations) {
-        for (int succeeding = 0;; ++succeeding) {
-            QVERIFY(succeeding < 1000);
-            const QByteArray before = state();
-            QTimer::singleShot(0, qApp, [&] {
-                largeLeft = succeeding;
-                operation();
-            });
-            QApplication::processEvents();
-            const bool reached = largeLeft < 0;
-            largeLeft = -1;
-            if (!reached)
-                break; // it needs no more than that
-            if (state() != before) { // only what follows the change failed, a repaint perhaps
-                QVERIFY2(isWhole(), name);
-                break;
+private slots:
+    void whatFailsIsUndone()
+    {
+        NEEDS_GL(m_app.hasGL());
+        const QString archive = m_folder.filePath(QStringLiteral("grid.abc"));
+        const QString larger = m_folder.filePath(QStringLiteral("larger.abc"));
+        for (const auto &[path, side] : { std::pair(archive, 50), std::pair(larger, 60) }) {
+            archives::Writer writer(path);
+            writer.mesh(writer.top(), "grid", archives::grid(side));
+        }
+        const auto import = [this](const QString &path) {
+            if (Global::openArchive(path))
+                m_app.global().updateToNewAlembic();
+        };
+        import(archive);
+        const std::pair<const char *, std::function<void()>> operations[] = {
+            { "sculpt layer", [&] { m_app.global().addLayer(int(LayerKind::Sculpt)); } },
+            { "cloth layer", [&] { m_app.global().addLayer(int(LayerKind::Cloth)); } },
+            { "import", [&] { import(larger); } },
+        };
+        // The driver compiles kernels at their first use, and does not expect to run out of memory.
+        for (const auto &[name, operation] : operations)
+            operation();
+        Global::evaluateLayers(true);
+        import(archive);
+        for (const auto &[name, operation] : operations) {
+            for (int succeeding = 0;; ++succeeding) {
+                QVERIFY(succeeding < 1000);
+                const QByteArray before = state();
+                QTimer::singleShot(0, qApp, [&] {
+                    largeLeft = succeeding;
+                    operation();
+                });
+                QApplication::processEvents();
+                const bool reached = largeLeft < 0;
+                largeLeft = -1;
+                if (!reached)
+                    break; // it needs no more than that
+                if (state() != before) { // only what follows the change failed, a repaint perhaps
+                    QVERIFY2(isWhole(), name);
+                    break;
+                }
             }
         }
+        import(larger);
+        QCOMPARE(Global::mesh()->vertexCount(), 3600);
     }
-    import(larger);
-    QCOMPARE(Global::mesh()->vertexCount(), 3600);
-}
+};
 
 int main(int argc, char *argv[])
 {
