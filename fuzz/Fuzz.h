@@ -19,6 +19,14 @@ inline void require(bool promise)
         std::abort();
 }
 
+/// A shape to draw: its corners are in range.
+template <class Shape> void requireWhole(const Shape &shape)
+{
+    require(shape.positions.size() == shape.normals.size());
+    for (const std::uint32_t index : shape.indices)
+        require(3 * std::size_t(index) < shape.positions.size());
+}
+
 /// Debug lines about damage are what the code is meant to write; here they only cost time.
 inline void silence()
 {
