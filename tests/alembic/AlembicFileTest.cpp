@@ -240,7 +240,7 @@ private slots:
             write(moving, fps);
             AlembicFile file;
             double start = 0.0, end = 0.0;
-            QVERIFY(open(file) && file.timeRange(start, end) && end == 5 / fps);
+            QVERIFY(open(file) && file.timeRange(start, end) && qFuzzyCompare(end, 5 / fps));
             const std::pair<double, int> rows[] = {
                 { -99, 0 }, { 1, 0 },        { 3.9, 2 },      { 4, 3 },
                 { 4.5, 3 }, { 4 - 5e-5, 3 }, { 4 - 2e-4, 2 }, { 99, 4 },
@@ -268,24 +268,26 @@ private slots:
     void rates()
     {
         const double film = 24000 / 1001.0, video = 60000 / 1001.0;
-        // A hint, the samples' rate and the frames': without a hint; with few digits, where they do
-        // and do not do over the shot; of another rate than the samples; sub-frame samples; none.
-        const std::array<double, 3> rows[] = { { 0, 25, 25 },
-                                               { 0, film, film },
-                                               { 0, 23.976, 23.976 },
-                                               { 0, 60, 60 },
-                                               { 0, 70, 70 },
-                                               { 23.976, film, 23.976 },
-                                               { 59.9401, video, video },
-                                               { 23.98, film, film },
-                                               { 23.976024, 23.976, 23.976 },
-                                               { 24, film, 24 },
-                                               { 24, 96, 24 },
-                                               { 0, 96, 24 },
-                                               { 0, 100, 25 },
-                                               { 0, 0.5, 24 },
-                                               { 0, 1007, 24 },
-                                               { std::nan(""), 30, 30 } };
+        // A hint, the samples' rate and the frames': sub-frame samples and rates out of range; few
+        // digits, where they do over the shot and where they do not; another rate; no number.
+        const std::array<double, 3> rows[] = {
+            { 0, 25.000000001, 25 },
+            { 0, film, film },
+            { 0, 60, 60 },
+            { 0, 70, 70 },
+            { 0, 96, 24 },
+            { 0, 100, 25 },
+            { 0, 100.5, 100.5 },
+            { 0, 0.5, 24 },
+            { 0, 1007, 24 },
+            { 23.976, film, 23.976 },
+            { 23.976024, 23.976, 23.976 },
+            { 24.0001, 24.001, 24.0001 },
+            { 59.9401, video, video },
+            { 23.98, 4 * film, film },
+            { 24, film, 24 },
+            { std::nan(""), 30, 30 },
+        };
         for (const auto &[hint, sampled, rate] : rows)
             QCOMPARE(frameRate({ hint, sampled, 0.0, 5001 / sampled }), rate);
 
