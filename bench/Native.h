@@ -3,6 +3,7 @@
 #include "layers/LayerData.h"
 #include "layers/Topology.h"
 
+#include <QImage>
 #include <QVector3D>
 
 #include <algorithm>
@@ -246,6 +247,31 @@ inline void pick(const PointArray &points, const QVector3D &centre, float radius
     });
 }
 
+/// The weights of those that a walk along the ring from the vertex at the centre reaches within the
+/// radius; one thread, as a walk has one front.
+inline void pickBySurface(std::span<const quint32> rings, const PointArray &points,
+                          const QVector3D &centre, float radius, std::vector<float> &falloff)
+{
+    const auto distance = [&](size_t v) { return length(xyz(points[v]) - centre); };
+    size_t nearest = 0;
+    for (size_t v = 1; v < points.size(); ++v) {
+        if (distance(v) < distance(nearest))
+            nearest = v;
+    }
+    std::fill(falloff.begin(), falloff.end(), 0.0f);
+    std::vector<quint32> reached { quint32(nearest) };
+    falloff[nearest] = 1.0f;
+    for (size_t i = 0; i < reached.size(); ++i) {
+        for (const quint32 n : Ring(rings, points.size(), reached[i])) {
+            const float t = distance(n) / radius, u = 1.0f - t;
+            if (falloff[n] == 0.0f && t < 1.0f) {
+                falloff[n] = u * u * u + 3.0f * t * u * u;
+                reached.push_back(n);
+            }
+        }
+    }
+}
+
 /// The mean normal of the points within the radius.
 inline QVector3D area(const PointArray &points, const PointArray &normals, const QVector3D &centre,
                       float radius)
@@ -278,6 +304,44 @@ inline void sculptStandard(const QVector3D &push, const std::vector<float> &mask
         if (falloff[v] < 0.0001f)
             return;
         const QVector4D d = flat(push * (falloff[v] * (1.0f - mask[v])));
+        points[v] += d;
+        deltas[v] += d;
+        falloff[v] = 0.0f;
+    });
+}
+
+constexpr int kAlphaSide = 256;
+
+inline std::vector<float> alphaOf(const QString &path)
+{
+    const QImage image = QImage(path).scaled(kAlphaSide, kAlphaSide);
+    std::vector<float> alpha;
+    for (int y = 0; y < kAlphaSide; ++y)
+        for (int x = 0; x < kAlphaSide; ++x)
+            alpha.push_back(float(qRed(image.pixel(x, y))) / 255.0f);
+    return alpha;
+}
+
+/// Towards a plane above the centre, shaped by the alpha, which lies along the x and y axes.
+inline void sculptClay(const QVector3D &centre, const QVector3D &push, float radius,
+                       const std::vector<float> &alpha, const std::vector<float> &mask,
+                       std::vector<float> &falloff, PointArray &deltas, PointArray &points)
+{
+    const QVector3D n = unit(push), plane = centre + n * (radius * 0.1f);
+    const float strength = 2.0f * length(push);
+    forEachVertex(points.size(), [&](size_t v) {
+        if (falloff[v] < 0.0001f)
+            return;
+        const QVector3D p = xyz(points[v]), q = p - centre;
+        const float u = (q.x() / radius + 1.0f) * 0.5f * (kAlphaSide - 1);
+        const float w = (q.y() / radius + 1.0f) * 0.5f * (kAlphaSide - 1);
+        const int x = std::clamp(int(u), 0, kAlphaSide - 2),
+                  y = std::clamp(int(w), 0, kAlphaSide - 2);
+        const float *texel = alpha.data() + y * kAlphaSide + x, a = u - float(x), b = w - float(y);
+        const float low = texel[0] + (texel[1] - texel[0]) * a;
+        const float high = texel[kAlphaSide] + (texel[kAlphaSide + 1] - texel[kAlphaSide]) * a;
+        const float shaped = (low + (high - low) * b) * falloff[v] * (1.0f - mask[v]);
+        const QVector4D d = flat(n * (-dot(p - plane, n) * strength * shaped));
         points[v] += d;
         deltas[v] += d;
         falloff[v] = 0.0f;

@@ -1,5 +1,6 @@
 #version 430 core
 layout(local_size_x = 1024) in;
+// The host builds this file once with TANGENT and once without, as addDeltas.glsl.
 #define USES_POSITION
 #define USES_MASK
 #define USES_RING
@@ -8,16 +9,16 @@ layout(local_size_x = 1024) in;
 #include "common/buffers.glsl"
 #include "common/numbers.glsl"
 #include "common/ring.glsl"
+#ifdef TANGENT
 #include "common/tangent.glsl"
 
-uniform float intensity;
-uniform int tangent;
-
-RING_CENTROID(backupMean, backupPoints)
-RING_CENTROID(offsetMean, offsetPoints)
 TANGENT_TRANSFER(offsetToBackup, offsetPoints, backupPoints)
+#endif
 
-// Grows the detail of "offsetPoints" (a vertex against its ring) onto the current pose.
+uniform float intensity;
+
+// Grows the detail of "offsetPoints" (a vertex against its ring) onto the current pose. One walk
+// around the ring takes both means: what such a walk costs is reading the ring.
 void main()
 {
     uint vertex = gl_GlobalInvocationID.x;
@@ -27,10 +28,21 @@ void main()
     if (!(weight > 0.0001))
         return;
 
-    vec3 detail = offsetPoints[vertex].xyz - offsetMean(vertex, false);
-    if (tangent == 1)
-        detail = offsetToBackup(vertex, detail);
-    vec3 goal = backupMean(vertex, false) + detail;
-    vec3 delta = removeNan(goal - position[vertex].xyz) * intensity * weight;
-    position[vertex] += vec4(delta, 0.0);
+    uint begin = ringBegin(vertex);
+    uint end = min(ringEnd(vertex), begin + RING_CAP);
+    vec3 offsetSum = vec3(0.0);
+    vec3 backupSum = vec3(0.0);
+    for (uint entry = begin; entry < end; ++entry) {
+        uint neighbour = ringNeighbour(entry);
+        offsetSum += offsetPoints[neighbour].xyz;
+        backupSum += backupPoints[neighbour].xyz;
+    }
+    float count = float(end - begin); // none: the means are NaN, and the delta is cleaned away
+    vec3 detail = offsetPoints[vertex].xyz - offsetSum / count;
+#ifdef TANGENT
+    detail = offsetToBackup(vertex, detail);
+#endif
+    vec3 p = position[vertex].xyz;
+    vec3 goal = backupSum / count + detail;
+    position[vertex].xyz = p + removeNan(goal - p) * intensity * weight;
 }

@@ -1,5 +1,4 @@
 #version 430 core
-layout(local_size_x = 1024) in;
 #define USES_POSITION
 #define USES_TRIANGLES
 #define USES_FALLOFF
@@ -7,6 +6,8 @@ layout(local_size_x = 1024) in;
 #define USES_TRIANGLE_HIT
 #include "common/buffers.glsl"
 #include "common/numbers.glsl"
+
+layout(local_size_x = REDUCTION_LANES) in;
 
 uniform int pass;
 uniform vec3 nearP;
@@ -104,13 +105,17 @@ HIT nearestOfGroup(HIT mine)
     return HIT(int(lowestId), uintBitsToFloat(nearestBits));
 }
 
+// Each lane takes every REDUCTION_LANES-th item of its group and keeps the nearest, because waiting
+// for each other costs more than testing one after the other.
 void reduceTriangles()
 {
-    uint triangle = gl_GlobalInvocationID.x;
+    uint begin = gl_WorkGroupID.x * GROUP_SIZE;
+    uint end = min(begin + GROUP_SIZE, triangleCount());
     HIT mine = HIT(-1, MAX_FLOAT);
-    if (triangle < triangleCount()) {
+    for (uint triangle = begin + gl_LocalInvocationID.x; triangle < end;
+         triangle += REDUCTION_LANES) {
         float found = rayDistance(triangle);
-        if (found < MAX_FLOAT)
+        if (found < mine.distance)
             mine = HIT(int(triangle), found);
     }
     HIT nearest = nearestOfGroup(mine);
@@ -126,14 +131,17 @@ void reduceTriangles()
 // another group that has not read it yet.
 void reducePartials()
 {
-    uint entry = gl_GlobalInvocationID.x;
-    bool present = entry < uint(triangleHit.length());
+    uint begin = gl_WorkGroupID.x * GROUP_SIZE;
+    uint end = min(begin + GROUP_SIZE, uint(triangleHit.length()));
     HIT mine = HIT(-1, MAX_FLOAT);
-    if (present)
-        mine = triangleHit[entry];
+    for (uint entry = begin + gl_LocalInvocationID.x; entry < end; entry += REDUCTION_LANES) {
+        HIT other = triangleHit[entry];
+        if (other.distance < mine.distance)
+            mine = other;
+    }
     HIT nearest = nearestOfGroup(mine);
-    if (gl_LocalInvocationID.x == 0u && present)
-        triangleHit[entry] = nearest;
+    if (gl_LocalInvocationID.x == 0u && begin < end)
+        triangleHit[begin] = nearest;
 }
 
 void writeHit(HIT closest)

@@ -15,36 +15,22 @@ uniform float springK;
 uniform float deltaT;
 uniform float dampingConst;
 uniform float intensity;
-uniform int pass;
 
-// One step of a mass-spring sheet, from one pair of buffers to the other: pass 0 reads "position"
-// and "basePoints" (velocities) and writes "normal" and "offsetPoints"; pass 1 goes back. The step is
-// added to what the written buffer itself held, deliberately, so the two poses leapfrog.
-// "backupPoints" is the rest pose.
-vec3 clothPosition(uint vertex) { return pass == 0 ? position[vertex].xyz : normal[vertex].xyz; }
-vec3 clothVelocity(uint vertex)
-{
-    return pass == 0 ? basePoints[vertex].xyz : offsetPoints[vertex].xyz;
-}
-
-// A neighbour at no distance gives NaN; the step is then cleaned away.
-vec3 springForce(uint vertex, uint neighbour, float weight)
-{
-    vec3 reach = clothPosition(neighbour) - clothPosition(vertex);
-    float restLength = length(backupPoints[neighbour].xyz - backupPoints[vertex].xyz);
-    return normalize(reach) * springK * (length(reach) - restLength) * intensity * weight;
-}
-
-void write(uint vertex, vec3 delta, vec3 velocity)
-{
-    if (pass == 0) {
-        normal[vertex] += vec4(delta, 0.0);
-        offsetPoints[vertex] = vec4(velocity, 0.0);
-    } else {
-        position[vertex] += vec4(delta, 0.0);
-        basePoints[vertex] = vec4(velocity, 0.0);
-    }
-}
+// One step of a mass-spring sheet, from one pair of buffers to the other: forwards it reads "position"
+// and "basePoints" (velocities) and writes "normal" and "offsetPoints"; the host builds this file
+// once more with BACKWARDS, for the way back. The step is added to what the written buffer itself
+// held, deliberately, so the two poses leapfrog. "backupPoints" is the rest pose.
+#ifndef BACKWARDS
+#define FROM_POSITION position
+#define FROM_VELOCITY basePoints
+#define TO_POSITION normal
+#define TO_VELOCITY offsetPoints
+#else
+#define FROM_POSITION normal
+#define FROM_VELOCITY offsetPoints
+#define TO_POSITION position
+#define TO_VELOCITY basePoints
+#endif
 
 void main()
 {
@@ -56,13 +42,22 @@ void main()
         return;
 
     uint lists = uint(position.length()) + 1u;
+    uint end = constraints[vertex + 1u];
+    vec3 p = FROM_POSITION[vertex].xyz;
+    vec3 rest = backupPoints[vertex].xyz;
     vec3 force = vec3(0.0);
-    for (uint k = constraints[vertex]; k < constraints[vertex + 1u]; ++k)
-        force += springForce(vertex, constraints[lists + k], weight);
+    for (uint k = constraints[vertex]; k < end; ++k) {
+        uint neighbour = constraints[lists + k];
+        // One at no distance gives NaN; the step is then cleaned away.
+        vec3 reach = FROM_POSITION[neighbour].xyz - p;
+        float restLength = length(backupPoints[neighbour].xyz - rest);
+        force += normalize(reach) * springK * (length(reach) - restLength) * intensity * weight;
+    }
 
-    vec3 velocity = clothVelocity(vertex);
+    vec3 velocity = FROM_VELOCITY[vertex].xyz;
     force += -dampingConst * velocity;
     vec3 acceleration = force / particleMass;
     vec3 delta = removeNan(velocity * deltaT + 0.5 * acceleration * deltaT * deltaT) * intensity;
-    write(vertex, delta, velocity + acceleration * deltaT);
+    TO_POSITION[vertex].xyz += delta;
+    TO_VELOCITY[vertex] = vec4(velocity + acceleration * deltaT, 0.0);
 }

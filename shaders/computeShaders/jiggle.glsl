@@ -25,8 +25,10 @@ void main()
     if (!(weight > 0.0))
         return;
 
-    vec3 goal = position[vertex].xyz;
-    vec3 current = deltas[vertex].xyz;
+    vec4 shown = position[vertex];
+    vec4 held = deltas[vertex];
+    vec3 goal = shown.xyz;
+    vec3 current = held.xyz;
     vec3 velocity = (current - basePoints[vertex].xyz) * (1.0 - damping);
     vec3 swung = current + velocity;
     swung += (goal - swung) * stiffness;
@@ -36,7 +38,8 @@ void main()
         vec3 n = normal[vertex].xyz;
         swung -= n * dot(swung - goal, n) * (1.0 - alongNormal);
     }
-    position[vertex] += vec4((swung - goal) * weight, 0.0);
-    basePoints[vertex] = deltas[vertex];
-    deltas[vertex] = position[vertex];
+    shown += vec4((swung - goal) * weight, 0.0);
+    position[vertex] = shown;
+    basePoints[vertex] = held;
+    deltas[vertex] = shown;
 }

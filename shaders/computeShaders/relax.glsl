@@ -23,6 +23,7 @@ void main()
     if (weight < 0.00001)
         return;
 
-    vec3 delta = backupCentroid(vertex, Cotangent == 1) - position[vertex].xyz;
-    position[vertex] += vec4(delta * weight * Intensity, 0.0);
+    vec3 p = position[vertex].xyz;
+    vec3 delta = backupCentroid(vertex, Cotangent == 1) - p;
+    position[vertex].xyz = p + delta * weight * Intensity;
 }

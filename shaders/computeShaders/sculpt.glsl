@@ -1,5 +1,4 @@
 #version 430 core
-layout(local_size_x = 1024) in;
 // The families of brushes. The host builds this file once for each of them: some drivers run through
 // the branches that no vertex takes, and every dab would pay for all brushes.
 #define PLAIN_BRUSHES 1
@@ -32,6 +31,8 @@ layout(local_size_x = 1024) in;
 #include "common/ring.glsl"
 #include "common/tangent.glsl"
 #endif
+
+layout(local_size_x = REDUCTION_LANES) in;
 
 uniform float Radius;
 uniform vec3 MoveVector;
@@ -170,19 +171,13 @@ vec3 displacement(uint vertex, float f)
 
 void displace(uint vertex, float f)
 {
-    vec4 d = vec4(displacement(vertex, f), 0.0);
-    position[vertex] += d;
-    deltas[vertex] += d;
+    vec3 d = displacement(vertex, f);
+    position[vertex].xyz += d;
+    deltas[vertex].xyz += d;
 }
 
-void main()
+void work(uint vertex, float f)
 {
-    uint vertex = gl_GlobalInvocationID.x;
-    if (vertex >= uint(position.length()) || brush.hitTriangle == -1)
-        return;
-    float f = falloff[vertex];
-    if (f < 0.0001)
-        return;
 #if (BRUSHES & PLAIN_BRUSHES) != 0
     if (BrushType == MASK)
         paintMask(vertex, f);
@@ -199,4 +194,23 @@ void main()
     // A drag of the move brush keeps the weights of its press.
     if (BrushType != MOVE)
         falloff[vertex] = 0.0;
+}
+
+// Each lane takes every REDUCTION_LANES-th vertex of its group and goes ahead to the next one with a
+// weight before it works: some drivers run through work that no lane has to do.
+void main()
+{
+    uint begin = gl_WorkGroupID.x * GROUP_SIZE + gl_LocalInvocationID.x;
+    uint end = min((gl_WorkGroupID.x + 1u) * GROUP_SIZE, uint(position.length()));
+    if (brush.hitTriangle == -1)
+        return;
+    for (uint vertex = begin; vertex < end; vertex += REDUCTION_LANES) {
+        float f = falloff[vertex];
+        while (f < 0.0001 && vertex + REDUCTION_LANES < end) {
+            vertex += REDUCTION_LANES;
+            f = falloff[vertex];
+        }
+        if (!(f < 0.0001))
+            work(vertex, f);
+    }
 }
