@@ -129,7 +129,6 @@ void readEverything(const QString &path)
 
 int LLVMFuzzerTestOneInput(const std::uint8_t *input, std::size_t size)
 {
-    fuzz::silence();
     static const Structure structure;
     QByteArray bytes = structure.bytes;
     constexpr std::size_t step = 7;

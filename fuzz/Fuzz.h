@@ -28,14 +28,8 @@ template <class Shape> void requireWhole(const Shape &shape)
 }
 
 /// Debug lines about damage are what the code is meant to write; here they only cost time.
-inline void silence()
-{
-    static const bool silenced = [] {
-        QLoggingCategory::setFilterRules(QStringLiteral("plexmold.*.debug=false"));
-        return true;
-    }();
-    (void)silenced;
-}
+inline const bool kSilenced =
+    (QLoggingCategory::setFilterRules(QStringLiteral("plexmold.*.debug=false")), true);
 
 /// A file in memory that has a path.
 class MemoryFile {

@@ -26,7 +26,6 @@ SceneContent readBytes(const void *bytes, std::size_t size)
 
 int LLVMFuzzerTestOneInput(const std::uint8_t *bytes, std::size_t size)
 {
-    fuzz::silence();
     const QByteArray once = written(readBytes(bytes, size));
     const SceneContent again = readBytes(once.constData(), std::size_t(once.size()));
     fuzz::require(again.read == SceneRead::Whole);

@@ -191,7 +191,7 @@ private slots:
               "/source/inner/box 8 (2 2 1) /copy/innerCopy/box 8 (1 2 101) "
               "/copy/boxCopy 8 (1 1 101) /copy/boxAgain 8 (1 1 101) ",
               48, 0 },
-            { hollow, "/nothing 0 /loose 8 (1 1 1) /liar/box 8 (1 1 1) ", 12, 1 },
+            { hollow, "/nothing 0 (0 0 0) /loose 8 (1 1 1) /liar/box 8 (1 1 1) ", 12, 1 },
         };
         for (const Row &row : rows) {
             write(row.write);
@@ -207,11 +207,8 @@ private slots:
             for (const auto &mesh : topology.meshes()) {
                 meshes += QStringLiteral("%1 %2 ").arg(mesh.name).arg(mesh.vertexCount);
                 end += mesh.vertexCount;
-                if (mesh.vertexCount > 0)
-                    meshes += QStringLiteral("(%1 %2 %3) ")
-                                  .arg(end[-1].x())
-                                  .arg(end[-1].y())
-                                  .arg(end[-1].z());
+                const QVector4D p = mesh.vertexCount > 0 ? end[-1] : QVector4D();
+                meshes += QStringLiteral("(%1 %2 %3) ").arg(p.x()).arg(p.y()).arg(p.z());
             }
             QCOMPARE(meshes.toUtf8(), row.meshes);
             QCOMPARE(topology.triangleCount(), row.triangles);

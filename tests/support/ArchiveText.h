@@ -22,21 +22,19 @@ public:
         ArchiveText text;
         text.m_text.precision(17);
         text.m_text << metaData.serialize();
-        text.addProperties(*archive->getTop()->getProperties(), "\n/ ");
-        text.addChildren(*archive->getTop());
+        text.add(*archive->getTop());
         return QString::fromStdString(text.m_text.str()).split(QLatin1Char('\n'));
     }
 
 private:
-    void addChildren(Alembic::AbcCoreAbstract::ObjectReader &object)
+    void add(Alembic::AbcCoreAbstract::ObjectReader &object)
     {
-        for (size_t i = 0; i < object.getNumChildren(); ++i) {
-            const auto child = object.getChild(i);
-            const std::string where = '\n' + child->getFullName();
-            m_text << where << ' ' << child->getMetaData().serialize();
-            addProperties(*child->getProperties(), where + ' ');
-            addChildren(*child);
-        }
+        const std::string where = '\n' + object.getFullName() + ' ';
+        if (object.getParent()) // the top has only the archive's
+            m_text << where << object.getMetaData().serialize();
+        addProperties(*object.getProperties(), where);
+        for (size_t i = 0; i < object.getNumChildren(); ++i)
+            add(*object.getChild(i));
     }
 
     void addProperties(Alembic::AbcCoreAbstract::CompoundPropertyReader &compound,
