@@ -65,7 +65,8 @@ template <class Dialog> void whenShown(const std::function<void(Dialog *)> &answ
     auto *timer = new QTimer(qApp);
     auto ticks = std::make_shared<int>(0);
     QObject::connect(timer, &QTimer::timeout, timer, [timer, ticks, answer] {
-        auto *dialog = qobject_cast<Dialog *>(QApplication::activeModalWidget());
+        QWidget *popup = QApplication::activePopupWidget();
+        auto *dialog = qobject_cast<Dialog *>(popup ? popup : QApplication::activeModalWidget());
         const bool shown = dialog && dialog->isVisible();
         if (!shown && ++*ticks < 200)
             return;

@@ -69,13 +69,11 @@ QLineEdit *editOf(const Field &field)
 /// Opens the layer's menu with the right button and clicks the entry.
 void chooseFromMenu(Layer *layer, const QString &entry)
 {
-    QTimer::singleShot(100, layer, [entry] {
-        auto *menu = qobject_cast<QMenu *>(QApplication::activePopupWidget());
-        for (QAction *action : menu ? menu->actions() : QList<QAction *>())
+    Driver::whenShown<QMenu>([entry](QMenu *menu) {
+        for (QAction *action : menu->actions())
             if (action->text() == entry)
                 QTest::mouseClick(menu, Qt::LeftButton, {}, menu->actionGeometry(action).center());
-        if (QWidget *open = QApplication::activePopupWidget())
-            open->close();
+        menu->close();
     });
     QWidget *spot = layer->findChildren<QLabel *>().last(); // not the name, which would select
     Stage::bringIntoView(spot);

@@ -10,11 +10,8 @@
 #include <cfloat>
 #include <csignal>
 #include <cstdlib>
-#include <random>
 #include <sys/resource.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 namespace {
 
@@ -242,39 +239,6 @@ private slots:
             writeBytes(found, "cache");
             QCOMPARE(findArchive(stored, path()), found);
         }
-    }
-
-    void killedSaveLeavesAWholeScene()
-    {
-        std::mt19937 random(3);
-        int midway = 0;
-        QVERIFY(writeScene(path(), kArchive, pointers(m_layers, 1)));
-        for (int round = 0; round < 100; ++round) {
-            int ends[2];
-            QCOMPARE(pipe(ends), 0);
-            const pid_t child = fork();
-            if (child == 0) {
-                QLoggingCategory::setFilterRules(QStringLiteral("*.debug=false"));
-                for (size_t turn = 0;; turn = 4 - turn) {
-                    (void)!write(ends[1], "<", 1);
-                    writeScene(path(), kArchive, pointers(m_layers, 1 + turn));
-                    (void)!write(ends[1], ">", 1);
-                }
-            }
-            char told = 0;
-            for (int i = 0; i < 2; ++i) // one save is through
-                QCOMPARE(read(ends[0], &told, 1), ssize_t(1));
-            QTest::qSleep(1 + int(random() % 8));
-            kill(child, SIGKILL);
-            QCOMPARE(waitpid(child, nullptr, 0), child);
-            ::close(ends[1]);
-            while (read(ends[0], &told, 1) == 1) { }
-            ::close(ends[0]);
-            midway += told == '<';
-            const QByteArray bytes = fileBytes(path());
-            QVERIFY(bytes == layoutOf(m_layers, 1) || bytes == layoutOf(m_layers, 5));
-        }
-        QVERIFY2(midway > 10, qPrintable(QString::number(midway)));
     }
 
     /// From the start, midway, and at the last bytes.
