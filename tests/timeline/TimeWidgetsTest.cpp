@@ -126,6 +126,8 @@ private slots:
         }
         Driver::drag(slider, { 15, y }, { 215, y }, 3);
         const QRect trimmed = bar->geometry();
+        slider->resize(width / 2, slider->height());
+        QCOMPARE(bar->x(), trimmed.x() * (width / 2) / width);
         for (int narrower = 0; narrower <= 100; ++narrower)
             slider->resize(width - qMin(narrower, 100 - narrower), slider->height());
         QCOMPARE(bar->geometry(), trimmed); // pixel by pixel, there and back
