@@ -74,8 +74,11 @@ bool skipWord(const char *&next, const char *end, std::string_view text)
 
 bool LineScan::literal(std::string_view text)
 {
-    if (std::string_view(m_next, std::size_t(m_end - m_next)).substr(0, text.size()) != text)
+    if (std::size_t(m_end - m_next) < text.size())
         return false;
+    for (std::size_t i = 0; i < text.size(); ++i) // a call to compare one or two bytes costs more
+        if (m_next[i] != text[i])
+            return false;
     m_next += text.size();
     return true;
 }

@@ -1,5 +1,6 @@
 #include "shapes/ObjReader.h"
 
+#include "shapes/LargePages.h"
 #include "shapes/LineScan.h"
 #include "shapes/Log.h"
 
@@ -53,8 +54,9 @@ private:
     // The scan asks for no blank behind the "v", so that "v1 2 3" and "vnan 2 3" are positions.
     void readVector(std::string_view line)
     {
-        if (!append("vn", line, m_content.normals) &&
-            !append("vt", line, m_content.textureCoordinates))
+        const char second = line.size() > 1 ? line[1] : '\0';
+        if (!(second == 'n' && append("vn", line, m_content.normals)) &&
+            !(second == 't' && append("vt", line, m_content.textureCoordinates)))
             append("v", line, m_content.positions);
     }
 
@@ -141,6 +143,7 @@ std::optional<QByteArray> readFile(const QString &path)
     int used = 0;
     for (int chunk = int(claimed) + 1; file && used <= int(kMaxBytes) - chunk; chunk = kChunk) {
         text.resize(used + chunk);
+        preferLargePages(text.data() + used, std::size_t(chunk));
         used += int(file.read(text.data() + used, chunk).gcount());
     }
     text.truncate(used);
@@ -160,13 +163,36 @@ std::optional<Vector> direction(double x, double y, double z)
     return Vector { float(x / length), float(y / length), float(z / length) };
 }
 
+/// Lists that grow are copied each time, into memory that is fresh each time.
+void makeRoom(ObjContent &content, std::string_view text)
+{
+    constexpr std::size_t kUsualCorners = 4;
+    std::size_t positions = 0, normals = 0, textures = 0, faces = 0;
+    forEachLine(text, [&](std::string_view line) {
+        const char second = line.size() > 1 ? line[1] : '\0';
+        const bool vector = second != '\0' && line[0] == 'v';
+        normals += vector && second == 'n';
+        textures += vector && second == 't';
+        positions += vector && second != 'n' && second != 't';
+        faces += second != '\0' && line[0] == 'f';
+    });
+    reserveLarge(content.positions, positions);
+    reserveLarge(content.normals, normals);
+    reserveLarge(content.textureCoordinates, textures);
+    reserveLarge(content.faceEnds, faces);
+    reserveLarge(content.corners, kUsualCorners * faces);
+}
+
 class ShapeBuilder {
 public:
     explicit ShapeBuilder(const ObjContent &content)
         : m_content(content)
         , m_newest(content.positions.size(), kNone)
     {
-        m_shape.indices.reserve(3 * content.corners.size() / 2);
+        reserveLarge(m_shape.indices, 3 * content.corners.size() / 2);
+        reserveLarge(m_shape.positions, 3 * content.positions.size());
+        reserveLarge(m_shape.normals, 3 * content.positions.size());
+        reserveLarge(m_older, content.positions.size());
     }
 
     ShapeMesh build()
@@ -287,6 +313,7 @@ std::array<float, 2> ObjContent::textureOf(const ObjCorner &corner) const
 ObjContent parseObj(std::string_view text)
 {
     ObjContent content;
+    makeRoom(content, text);
     ObjParser parser(content);
     forEachLine(text, [&parser](std::string_view line) { parser.readLine(line); });
     return content;
