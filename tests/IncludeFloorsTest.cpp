@@ -1,5 +1,4 @@
 #include <QDir>
-#include <QLibraryInfo>
 #include <QtTest>
 
 /// Reads the #include lines of every source and holds them to the floors of docs/architecture.md.
@@ -36,16 +35,13 @@ private:
             return floor == Bake;
         return floor == Widgets ? to == Core || to == Widgets : to <= floor;
     }
-    /// A header of the system or a library: no whole module; widgets, what needs a display, and the
-    /// archive library only where they belong.
+    /// A header of the system or a library: no whole module; what needs a display and the archive
+    /// library only where they belong. Widgets are not on the lower floors' paths.
     static bool mayInclude(int floor, const QString &header)
     {
-        static const QDir widgets(QLibraryInfo::location(QLibraryInfo::HeadersPath) +
-                                  QStringLiteral("/QtWidgets"));
         const char *const display =
             "^Q(OpenGL|Window$|Surface|OffscreenSurface|GuiApplication|Screen)";
         return !matches("^Qt(Core|Gui|Widgets|OpenGL|Network|Test)$", header) &&
-            (floor >= Widgets || !widgets.exists(header)) &&
             (floor >= Gpu || !matches(display, header)) &&
             (floor == Import || floor == Bake || !header.startsWith(QLatin1String("Alembic/")));
     }

@@ -194,11 +194,10 @@ private slots:
             Driver::click(Stage::nameLabel(layer));
             QVERIFY(Global::currentLayer() == layer &&
                     Global::mainWindow()->focusWidget() == layer);
-            for (Layer *other : Global::layers()) { // the middle of the left border
-                const QImage picture = other->grab().toImage();
-                const bool marked = picture.pixelColor(0, other->height() / 2) == QColor(0xffa02f);
-                QCOMPARE(marked, other == layer);
-            }
+            for (Layer *other : Global::layers()) // the middle of the left border
+                QCOMPARE(other->grab().toImage().pixelColor(0, other->height() / 2) ==
+                             QColor(0xffa02f),
+                         other == layer);
         }
         QKeyEvent repeated(QEvent::KeyPress, Qt::Key_Delete, Qt::NoModifier, QString(), true);
         QApplication::sendEvent(Global::currentLayer(), &repeated); // asks nothing
