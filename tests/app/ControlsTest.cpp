@@ -154,12 +154,8 @@ private slots:
         QVERIFY(MainWindow::cotangent() &&
                 !cotangent->isChecked()); // deliberate: they now disagree
 
-        const auto brushes = Global::mainWindow()->findChildren<BrushButton *>();
-        QCOMPARE(brushes.size(), 9);
-        for (BrushButton *brush : brushes) {
+        for (BrushButton *brush : Global::mainWindow()->findChildren<BrushButton *>()) {
             Stage::press({ 25, 25 }, {}, Qt::LeftButton, brush->button());
-            for (const BrushButton *other : brushes)
-                QCOMPARE(other->button()->isChecked(), other == brush);
             QCOMPARE(Global::currentBrush(), brush->brush()); // on the press already
             Stage::release({ 25, 25 }, {}, Qt::LeftButton, brush->button());
         }

@@ -5,7 +5,6 @@
 #include "support/Stage.h"
 
 #include <QInputDialog>
-#include <QProcess>
 #include <QSignalMapper>
 #include <QToolButton>
 #include <QVBoxLayout>
@@ -140,9 +139,7 @@ private slots:
         Global::clearScene();
         for (int kind = 0; kind < 5; ++kind)
             Stage::addLayer(LayerKind(kind));
-        Global::layers()[1]->setIterations(2);
-        const LayerData &sculpt = *Global::layers()[0]->data(),
-                        &mush = *Global::layers()[1]->data();
+        const LayerData &sculpt = *Global::layers()[0]->data();
         PointArray sculpted;
         for (const bool fits : { true, false }) {
             Driver::answerFileDialog(fits ? cube : sheet);
@@ -150,8 +147,7 @@ private slots:
             if (fits) {
                 sculpted = sculpt.offsetPoints();
                 QVERIFY(sculpted.size() == 8 && sculpted == sculpt.basePoints());
-                QVERIFY(mush.offsetPoints() == Global::mesh()->restPoints());
-                QVERIFY(mush.basePoints() != mush.offsetPoints()); // relaxed
+                QVERIFY(Global::layers()[1]->data()->offsetPoints() == sculpted);
                 QCOMPARE(Global::layers()[4]->data()->basePoints().size(), size_t(8));
                 Global::layers()[0]->select();
             }
@@ -213,48 +209,6 @@ private slots:
         QVERIFY2(left.length() > 0.1f && right.length() > 0.1f, "one side alone");
         const QVector4D mirrored(-left.x(), left.y(), left.z(), 0);
         QVERIFY((mirrored - right).length() < 0.1f * right.length());
-    }
-
-    /// The reason for the program: linear blend skinning collapses the sample's elbow, a masked
-    /// Mush layer gives it its section back.
-    void mushRegainsTheElbow()
-    {
-        const QString path = m_stage.path(QStringLiteral("sample.abc"));
-        QCOMPARE(QProcess::execute(QCoreApplication::applicationDirPath() +
-                                       QStringLiteral("/make_sample"),
-                                   { path }),
-                 0);
-        Stage::open(path);
-        // The arm's tube comes first, in rings of vertices; half the length of each ring's vector
-        // area (Newell's method) is its cross-section.
-        constexpr size_t kAround = 64, kRings = 149;
-        std::vector<float> rest;
-        const auto worst = [&rest] { // the smallest share of the section at rest, in percent
-            const PointArray points = Stage::positions();
-            float share = 1.0f;
-            for (size_t ring = 0; ring < kRings; ++ring) {
-                QVector3D area;
-                for (size_t i = 0; i < kAround; ++i)
-                    area += QVector3D::crossProduct(
-                        points[ring * kAround + i].toVector3D(),
-                        points[ring * kAround + (i + 1) % kAround].toVector3D());
-                if (rest.size() == ring)
-                    rest.push_back(area.length());
-                share = std::min(share, area.length() / rest[ring]);
-            }
-            return std::round(100 * share);
-        };
-        QCOMPARE(worst(), 100.0f);
-        Stage::ruler().setCurrentFrame(30);
-        QCOMPARE(worst(), 61.0f);
-        LayerData &mush = *Stage::addLayer(LayerKind::Mush)->data();
-        std::vector<float> mask(kRings * kAround, 1.0f);
-        mask.resize(size_t(Global::mesh()->vertexCount()));
-        mush.setMask(std::move(mask));
-        Global::currentLayer()->setIterations(400);
-        QCOMPARE(worst(), 84.0f);
-        Stage::ruler().setCurrentFrame(0);
-        QCOMPARE(worst(), 100.0f); // without a bend there is nothing to correct
     }
 
     /// The last one: the program is gone afterwards.
