@@ -163,14 +163,6 @@ public:
                  (0.5 - double(ndc.y()) * 0.5) * matrices.height };
     }
 
-    static PointArray difference(const PointArray &a, const PointArray &b)
-    {
-        PointArray displacement;
-        for (size_t i = 0; i < std::min(a.size(), b.size()); ++i)
-            displacement.push_back(a[i] - b[i]);
-        return displacement;
-    }
-
 private:
     QTemporaryDir m_folder;
 };

@@ -100,6 +100,7 @@ private slots:
         const RangeMargins at { 20, 30 }; // squeezed below its minimum a bar may only grow
         QCOMPARE(dragLeftEnd(at, 5, 40, 60), at);
         QCOMPARE(dragRightEnd(at, -5, 80, 60), (RangeMargins { 20, 35 }));
+        QCOMPARE(dragRightEnd(at, -5, 62, 60), (RangeMargins { 20, 32 }));
         QCOMPARE(dragLeftEnd(at, -5, 40, 60), (RangeMargins { 15, 30 }));
         const std::tuple<RangeMargins, int, FrameRange, FrameRange> rows[] = {
             { { 49, 100 }, 1000, { 0, 24 }, { 1, 22 } }, // fractions are cut

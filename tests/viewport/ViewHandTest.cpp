@@ -354,7 +354,9 @@ private:
             Stage::move(kStamp + QPoint(9, 5), row.held); // and back: by what the pointer moved
         Stage::move(kStamp, row.held);
         Stage::release(kStamp, row.held);
-        const PointArray moved = Stage::difference(data().offsetPoints(), points);
+        PointArray moved = data().offsetPoints();
+        for (size_t i = 0; i < moved.size(); ++i)
+            moved[i] -= points[i];
         const std::vector<float> painted = data().mask();
         Driver::key(Stage::view(), Qt::Key_Z, Qt::ControlModifier);
         if (!chosen || !Stage::idle(row.shelf) || data().mask() != mask)
