@@ -98,12 +98,18 @@ struct FaceList {
 
     /// Adds a mesh's faces behind those of the `shift` vertices before it. An index outside its own
     /// mesh becomes -1: shifted like the others it could name a vertex of another mesh. Nothing is
-    /// reserved: exact sizes, mesh by mesh, would copy the whole list for each.
-    void append(const FaceList &mesh, int vertexCount, int shift)
+    /// reserved: exact sizes, mesh by mesh, would copy the whole list for each. The first mesh,
+    /// most often the only one, is not copied at all.
+    void append(FaceList mesh, int vertexCount, int shift)
     {
+        for (qint32 &index : mesh.indices)
+            index = index >= 0 && index < vertexCount ? index + shift : -1;
+        if (counts.empty()) {
+            *this = std::move(mesh);
+            return;
+        }
         counts.insert(counts.end(), mesh.counts.begin(), mesh.counts.end());
-        for (const qint32 index : mesh.indices)
-            indices.push_back(index >= 0 && index < vertexCount ? index + shift : -1);
+        indices.insert(indices.end(), mesh.indices.begin(), mesh.indices.end());
     }
 };
 
@@ -250,7 +256,7 @@ bool AlembicFile::fillTopology(Topology &topology) const
                    FaceList faces = readFaces(mesh);
                    if (isMirrored(mesh, atStart))
                        faces.turn();
-                   merged.append(faces, int(points), total);
+                   merged.append(std::move(faces), int(points), total);
                    filled.addMesh(mesh.name(), int(points));
                    total += int(points);
                    work.reached(std::size_t(total), "points");
