@@ -30,14 +30,14 @@ public:
             mesh.copyBuffer(Semantic::kPosition, Semantic::kNormal);
         for (int pass = 0; pass < moves.passes; ++pass)
             dispatch(
-                mesh, programs[moves], [&] { return source(moves); }, mesh.vertexCount());
+                mesh, m_programs[moves], [&] { return source(moves); }, mesh.vertexCount());
     }
     /// One vec4 of each item, or the three corners of each triangle, into groups of 1,024
     /// invocations that wait for each other three times.
     void runReduction(GPUMesh &mesh, int items, bool corners)
     {
         dispatch(
-            mesh, reductions[corners], [&] { return reduction(corners); }, items);
+            mesh, m_reductions[corners], [&] { return reduction(corners); }, items);
     }
 
 private:
@@ -118,6 +118,6 @@ private:
             "        triangleHit[gl_WorkGroupID.x] = (s + all[1]).xy;\n}\n";
     }
 
-    std::map<Moves, Program> programs;
-    Program reductions[2];
+    std::map<Moves, Program> m_programs;
+    Program m_reductions[2];
 };
