@@ -1,5 +1,8 @@
 #include "app/Licence.h"
+#include "gpu/CameraWindow.h"
+#include "gpu/ImagePlane.h"
 #include "layers/Outliner.h"
+#include "shapes/ShapeBrowser.h"
 #include "support/Stage.h"
 
 #include <QDialog>
@@ -14,7 +17,29 @@ class WindowTest : public QObject {
     Q_OBJECT
 
 private slots:
-    void initTestCase() { NEEDS_GL(m_stage.hasGL()); }
+    void initTestCase()
+    {
+        NEEDS_GL(m_stage.hasGL());
+        // What a program starts with.
+        const OrbitCamera &camera = Stage::view()->camera();
+        const PlateSettings plate = Global::imagePlane()->settings();
+        const Timeline &ruler = Stage::ruler();
+        QCOMPARE((QVector<float> { Global::brushStrength(), Global::globalEnvelope(), camera.tilt(),
+                                   std::round(camera.turn() * 100), camera.fieldOfView(),
+                                   camera.zoomSpeed(), plate.scaleX, plate.scaleY, plate.offsetX,
+                                   plate.offsetY, plate.depth, plate.opacity }),
+                 (QVector<float> { 1, 1, 0.48f, -79, 45, 0.02f, 1, 1, 0, 0, 9900, 1 }));
+        QCOMPARE(
+            (QVector<int> { Global::brushRadius(), Global::shiftHeld(), Global::controlHeld(),
+                            ruler.currentFrame(), ruler.minFrame(), ruler.maxFrame(),
+                            MainWindow::bySurface(), MainWindow::symmetry(),
+                            MainWindow::cotangent(), Stage::view()->minimumHeight(), ruler.height(),
+                            Global::mainWindow()->width(), Global::layerManager()->maximumWidth(),
+                            Global::shapeBrowser()->width(), Global::cameraWindow()->width() }),
+            (QVector<int> { 80, 0, 0, 0, 0, 24, 0, 0, 0, 400, 140, 800, 300, 800, 960 }));
+        QVERIFY(Stage::idle(0) && Stage::view()->lightDirection() == QVector3D(0, 0, 1));
+        QCOMPARE(camera.pan(), QVector3D(0, 0, -20));
+    }
     void init()
     {
         Global::clearScene();
