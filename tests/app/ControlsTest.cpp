@@ -1,12 +1,10 @@
 #include "gpu/CameraWindow.h"
 #include "gpu/ImagePlane.h"
 #include "support/Stage.h"
-#include "timeline/RangeSlider.h"
 
 #include <QLineEdit>
 #include <QMenu>
 #include <QSlider>
-#include <QToolButton>
 
 namespace {
 
@@ -15,6 +13,8 @@ struct Field {
     const char *typed;
     QWidget *panel;
     std::function<double()> held;
+
+    QLineEdit *edit() const { return Stage::beside<QLineEdit>(QLatin1String(label), panel); }
 };
 
 /// One of each kind of layer stands in the list, in the order of the kinds.
@@ -61,11 +61,6 @@ std::vector<Field> allFields()
     return fields;
 }
 
-QLineEdit *editOf(const Field &field)
-{
-    return Stage::beside<QLineEdit>(QLatin1String(field.label), field.panel);
-}
-
 /// Opens the layer's menu with the right button and clicks the entry.
 void chooseFromMenu(Layer *layer, const QString &entry)
 {
@@ -108,7 +103,7 @@ private slots:
             return values;
         };
         for (size_t i = 0; i < fields.size(); ++i) {
-            QLineEdit *edit = editOf(fields[i]);
+            QLineEdit *edit = fields[i].edit();
             QVERIFY2(edit, fields[i].label);
             std::vector<double> expected = heldByAll();
             expected[i] = QByteArray(fields[i].typed).toFloat();
@@ -125,7 +120,7 @@ private slots:
         QCOMPARE(Global::layers().size(), size_t(5));
         const std::vector<Field> opened = allFields();
         for (size_t i = 0; i < 14; ++i) {
-            QCOMPARE(editOf(opened[i])->text(), QLatin1String(opened[i].typed));
+            QCOMPARE(opened[i].edit()->text(), QLatin1String(opened[i].typed));
             QCOMPARE(opened[i].held(), double(QByteArray(opened[i].typed).toFloat()));
         }
         QCOMPARE(Global::globalEnvelope(), 1.0f); // a new scene's

@@ -6,7 +6,6 @@
 
 #include <QInputDialog>
 #include <QSignalMapper>
-#include <QToolButton>
 #include <QVBoxLayout>
 
 #include <limits>
@@ -118,7 +117,6 @@ private slots:
             Stage::stroke(Stage::middle(), Stage::middle() + QPoint(30, 0), 3);
             Driver::drag(&Stage::ruler(), { 5, 50 }, { ruler.width() - 5, 50 }, 3);
             Global::mainWindow()->saveMorphTarget();
-            QVERIFY(!Global::mainWindow()->grab().isNull());
         }
     }
 
@@ -149,8 +147,6 @@ private slots:
             Stage::release(Stage::middle());
         }
         QVERIFY(sculpt.offsetPoints() == sculpted);
-        const Layer *added = Stage::addLayer(LayerKind::Sculpt); // fits, so it is not greyed
-        QCOMPARE(Stage::nameLabel(added)->styleSheet(), QString());
     }
 
     /// Ray hit and area in three passes each, picking, sculpt; normals once an event. Only by

@@ -3,7 +3,6 @@
 #include "support/LogCapture.h"
 #include "support/SceneLayout.h"
 
-#include <QDataStream>
 #include <QTemporaryDir>
 #include <QtTest>
 
@@ -121,7 +120,6 @@ private slots:
         m_small = layoutOf(m_layers, 2);
     }
 
-    void cleanup() { QLoggingCategory::setFilterRules(QString()); }
     /// A key's time is written as it is and read back through a float, deliberately.
     void keepsTheLayout()
     {
@@ -139,7 +137,7 @@ private slots:
     /// Zeros take the place of what is missing, value by value after the arrays.
     void everyTruncationCompletesTheLayerInHand()
     {
-        QLoggingCategory::setFilterRules(QStringLiteral("plexmold.app.debug=false"));
+        const LogCapture quiet;
         m_layers[0].keys().clear();
         m_small = layoutOf(m_layers, 2);
         const int head = 4 + 2 * kArchive.size() + 4, first = layoutOf(m_layers, 1).size();

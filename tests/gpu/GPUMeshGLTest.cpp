@@ -179,25 +179,6 @@ private slots:
         QVERIFY(broken.readBack<QVector4D>(Semantic::kNormal).at(5).z() > 0.5f);
     }
 
-    void contextsComeAndGo()
-    {
-        m_stage.load(testGrid(32));
-        GLFixture second(&m_stage.fixture());
-        QVERIFY(second.valid());
-        mesh().updateNormals(); // nothing is bound in this context yet
-        second.gl().glFinish();
-        {
-            GPUMesh late;
-            second.doneCurrent();
-            QVERIFY(!late.initialize() && !late.upload(Semantic::kPosition, PointArray()));
-            QVERIFY(m_stage.fixture().makeCurrent());
-            QVERIFY(late.initialize()); // the first view may come later
-            m_stage.fixture().doneCurrent();
-        } // and may have gone before the mesh
-        QVERIFY(m_stage.fixture().makeCurrent());
-        QVERIFY(m_stage.points(Semantic::kNormal).at(500).z() > 0.5f);
-    }
-
     void shadesByTheFormula()
     {
         loadSheet();

@@ -7,11 +7,11 @@
 #include <QOpenGLFunctions_4_3_Core>
 #include <QSurfaceFormat>
 
-/// An offscreen OpenGL 4.3 core context, current once made. Further fixtures made while one lives
-/// may share its objects. Make it before the objects of a test, so that it outlives them.
+/// An offscreen OpenGL 4.3 core context, current once made. Make it before the objects of a test,
+/// so that it outlives them.
 class GLFixture {
 public:
-    explicit GLFixture(GLFixture *sharedWith = nullptr)
+    GLFixture()
     {
         QSurfaceFormat format;
         format.setVersion(4, 3);
@@ -20,8 +20,6 @@ public:
         m_surface.setFormat(format);
         m_surface.create();
         m_context.setFormat(format);
-        if (sharedWith)
-            m_context.setShareContext(&sharedWith->m_context);
         m_valid = m_context.create() && makeCurrent() && m_functions.initializeOpenGLFunctions();
         if (m_valid) {
             m_functions.glGenVertexArrays(1, &m_vertexArray);

@@ -19,6 +19,7 @@
 #include <QLabel>
 #include <QScrollArea>
 #include <QTemporaryDir>
+#include <QToolButton>
 
 /// The whole program with a small animated mesh, and a person's hands on it.
 class Stage : public RunningProgram {
