@@ -55,7 +55,7 @@ struct BufferRow {
 
 extern const std::array<BufferRow, 16> kBufferTable;
 
-constexpr int kGroupSize = 1024; ///< items of one work group, in every kernel
+constexpr int kGroupSize = 1024; ///< invocations of one work group, in every kernel
 
 /// Bytes of one element: 4 for scalars, 76, 32 and 8 for the records.
 int elementSize(ElementType element);

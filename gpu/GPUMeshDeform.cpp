@@ -31,14 +31,15 @@ void GPUMesh::updateNormals()
 
 void GPUMesh::addDeltas(bool tangent, float intensity, int cloneIterations, float cloneIntensity)
 {
-    const Program which = tangent ? Program::AddDeltasTangent : Program::AddDeltas;
+    const Program which = tangent ? Program::AddDeltas : Program::AddDeltasWithoutTangent;
     if (!ready(which))
         return;
-    if (tangent) // reads the ring of vertices that others write
-        copyBuffer(Semantic::kPosition, Semantic::kBackupPoints);
+    copyBuffer(Semantic::kPosition, Semantic::kBackupPoints);
     {
         ProgramScope kernel(program(which));
         kernel.set("intensity", intensity);
+        if (tangent)
+            kernel.set("tangent", 1);
         dispatchItems(m_vertexCount);
     }
     clone(cloneIterations, cloneIntensity, true);
@@ -46,11 +47,13 @@ void GPUMesh::addDeltas(bool tangent, float intensity, int cloneIterations, floa
 
 void GPUMesh::clone(int iterations, float intensity, bool tangent)
 {
-    const Program which = tangent ? Program::CloneTangent : Program::Clone;
+    const Program which = tangent ? Program::Clone : Program::CloneWithoutTangent;
     if (!ready(which))
         return;
     ProgramScope kernel(program(which));
     kernel.set("intensity", intensity);
+    if (tangent)
+        kernel.set("tangent", 1);
     for (int pass = passCount(iterations); pass > 0; --pass) {
         copyBuffer(Semantic::kPosition, Semantic::kBackupPoints);
         dispatchItems(m_vertexCount);
@@ -116,7 +119,7 @@ void GPUMesh::jiggle(float intensity, float damping, float stiffness, float asMu
 
 void GPUMesh::cloth(int steps, float intensity)
 {
-    if (steps < 0 || !ready(Program::Cloth) || !ready(Program::ClothBackwards))
+    if (steps < 0 || !ready(Program::Cloth))
         return;
     if (int(m_restPoints.size()) != m_vertexCount) {
         qCDebug(lcGpu).noquote() << "the rest pose does not fit the mesh, cloth is not run";
@@ -127,14 +130,17 @@ void GPUMesh::cloth(int steps, float intensity)
     copyBuffer(Semantic::kPosition, Semantic::kNormal); // the second position buffer
     fillZero(Semantic::kBasePoints); // both velocities start at rest
     fillZero(Semantic::kOffsetPoints);
-    for (int step = 0, count = passCount(steps); step < count; ++step) {
-        ProgramScope kernel(program(step % 2 ? Program::ClothBackwards : Program::Cloth));
+    {
+        ProgramScope kernel(program(Program::Cloth));
         kernel.set("intensity", 1.0f);
         kernel.set("particleMass", 0.05f);
         kernel.set("springK", 400.0f);
         kernel.set("deltaT", 0.005f);
         kernel.set("dampingConst", 1.0f);
-        dispatchItems(m_vertexCount);
+        for (int step = 0, count = passCount(steps); step < count; ++step) {
+            kernel.set("pass", step % 2);
+            dispatchItems(m_vertexCount);
+        }
     }
     // After an odd number of steps the last one lies in "normal" and stays unused, deliberately.
     copyBuffer(Semantic::kPosition, Semantic::kOffsetPoints);

@@ -1,24 +1,21 @@
 #version 430 core
 layout(local_size_x = 1024) in;
-// The host builds this file once with TANGENT and once without: some drivers run through a branch that
-// nobody takes.
+// The host builds this file once more WITHOUT_TANGENT, for tangent 0: some drivers run through a branch
+// that nobody takes.
 #define USES_POSITION
-#define USES_BASE
-#define USES_OFFSET
-#ifdef TANGENT
 #define USES_RING
 #define USES_BACKUP
-#endif
+#define USES_BASE
+#define USES_OFFSET
 #include "common/buffers.glsl"
-#ifdef TANGENT
 #include "common/numbers.glsl"
 #include "common/ring.glsl"
 #include "common/tangent.glsl"
-#endif
 
 uniform float intensity;
+#ifndef WITHOUT_TANGENT
+uniform int tangent;
 
-#ifdef TANGENT
 TANGENT_TRANSFER(baseToBackup, basePoints, backupPoints)
 #endif
 
@@ -27,14 +24,15 @@ TANGENT_TRANSFER(baseToBackup, basePoints, backupPoints)
 void main()
 {
     uint vertex = gl_GlobalInvocationID.x;
-    if (vertex >= uint(position.length()))
+    if (vertex >= vertexCount())
         return;
 
     vec3 delta = (offsetPoints[vertex].xyz - basePoints[vertex].xyz) * intensity;
     if (!(length(delta) > 0.0))
         return;
-#ifdef TANGENT
-    delta = baseToBackup(vertex, delta);
+#ifndef WITHOUT_TANGENT
+    if (tangent == 1)
+        delta = baseToBackup(vertex, delta);
 #endif
     position[vertex].xyz += delta;
 }

@@ -1,4 +1,5 @@
 #version 430 core
+layout(local_size_x = 1024) in;
 #define USES_POSITION
 #define USES_NORMAL
 #define USES_BRUSH
@@ -7,90 +8,84 @@
 #include "common/buffers.glsl"
 #include "common/numbers.glsl"
 
-layout(local_size_x = REDUCTION_LANES) in;
+#define FOLD_LANES 32u
 
 uniform int pass;
 uniform float brushRadiusSquared;
 
-shared vec4 positions[REDUCTION_LANES];
-shared vec4 normals[REDUCTION_LANES];
-shared bool holdsPoints;
+shared vec4 positions[GROUP_SIZE];
+shared vec4 normals[GROUP_SIZE]; // the first one's w: whether the group holds any point
 
 uint vertexCount() { return uint(position.length()); }
-uint firstItem() { return gl_WorkGroupID.x * GROUP_SIZE; }
 
-AreaData vertexAt(uint vertex)
-{
-    AreaData found = AreaData(vec4(0.0), vec4(0.0));
-    if (vertex >= vertexCount())
-        return found;
-    vec3 p = position[vertex].xyz;
-    vec3 d = brush.hitPosition.xyz - p;
-    if (dot(d, d) < brushRadiusSquared)
-        found = AreaData(vec4(p, 1.0), vec4(removeNan(normal[vertex].xyz), 0.0));
-    return found;
-}
-
-AreaData partialAt(uint entry)
-{
-    AreaData partial = AreaData(vec4(0.0), vec4(0.0));
-    if (entry < uint(area.length()))
-        partial = area[entry];
-    return partial;
-}
-
-AreaData sum(AreaData a, AreaData b) { return AreaData(a.position + b.position, a.normal + b.normal); }
-
-// name(uint item): the sum of a lane's share of the group, every REDUCTION_LANES-th item, in the
-// order in which halving the whole group again and again adds them up. A lane has several because
-// waiting for each other costs more than adding.
-#define LANE_SUM(name, at)                                                                     \
-    AreaData name##2(uint item) { return sum(at(item), at(item + 512u)); }                     \
-    AreaData name##4(uint item) { return sum(name##2(item), name##2(item + 256u)); }           \
-    AreaData name##8(uint item) { return sum(name##4(item), name##4(item + 128u)); }           \
-    AreaData name(uint item) { return sum(name##8(item), name##8(item + 64u)); }
-LANE_SUM(vertexSum, vertexAt)
-LANE_SUM(partialSum, partialAt)
-
-// For lane 0: the sum over the lanes, halving on. Most groups hold nothing of the brush and fold
-// nothing. Every invocation of the group has to come here: there are barriers inside.
-AreaData groupSum(AreaData mine)
+// Sums the first `count` entries into the first `lanes`, as a tree of halvings rounds it. A lane adds
+// only what it wrote itself, so no step waits for another lane.
+void fold(uint count, uint lanes)
 {
     uint lane = gl_LocalInvocationID.x;
-    positions[lane] = mine.position;
-    normals[lane] = mine.normal;
-    if (lane == 0u)
-        holdsPoints = false;
+    for (uint stride = lane < lanes ? count / 2u : 0u; stride >= lanes; stride /= 2u) {
+        for (uint entry = lane; entry < stride; entry += lanes) {
+            positions[entry] += positions[entry + stride];
+            normals[entry] += normals[entry + stride];
+        }
+    }
+}
+
+// Two folds, because waiting costs more than adding. Most groups hold nothing of the brush and fold
+// nothing; that has to be the loops' own condition, as some drivers run through a branch that no
+// lane takes. Every invocation of the group has to come here: there are barriers inside.
+void sumGroup(AreaData mine)
+{
+    uint slot = gl_LocalInvocationID.x;
+    positions[slot] = mine.position;
+    normals[slot] = mine.normal;
     memoryBarrierShared();
     barrier();
     if (mine.position.w > 0.0)
-        holdsPoints = true;
+        normals[0].w = 1.0; // the two arrays are all the shared memory that every card has
     memoryBarrierShared();
     barrier();
-    uint lanes = lane == 0u && holdsPoints ? REDUCTION_LANES : 0u;
-    for (uint stride = lanes / 2u; stride > 0u; stride /= 2u) {
-        for (uint other = 0u; other < stride; ++other) {
-            positions[other] += positions[other + stride];
-            normals[other] += normals[other + stride];
-        }
-    }
-    return AreaData(positions[0], normals[0]);
+    bool holdsPoints = normals[0].w > 0.0;
+    fold(holdsPoints ? GROUP_SIZE : 0u, FOLD_LANES);
+    memoryBarrierShared();
+    barrier();
+    fold(holdsPoints ? FOLD_LANES : 0u, 1u);
+}
+
+// For slot 0, which has summed it.
+AreaData groupSum() { return AreaData(positions[0], vec4(normals[0].xyz, 0.0)); }
+
+AreaData contribution(uint vertex)
+{
+    AreaData none = AreaData(vec4(0.0), vec4(0.0));
+    if (vertex >= vertexCount())
+        return none;
+    vec3 p = position[vertex].xyz;
+    vec3 d = brush.hitPosition.xyz - p;
+    if (!(dot(d, d) < brushRadiusSquared))
+        return none;
+    return AreaData(vec4(p, 1.0), vec4(removeNan(normal[vertex].xyz), 0.0));
 }
 
 void sumVertices()
 {
-    AreaData result = groupSum(vertexSum(firstItem() + gl_LocalInvocationID.x));
+    sumGroup(contribution(gl_GlobalInvocationID.x));
     if (gl_LocalInvocationID.x == 0u && gl_WorkGroupID.x < uint(area.length()))
-        area[gl_WorkGroupID.x] = result;
+        area[gl_WorkGroupID.x] = groupSum();
 }
 
 // A group writes into the first of the entries that only it reads: entry [group] may belong to
 // another group that has not read it yet.
 void sumPartials()
 {
-    AreaData result = groupSum(partialSum(firstItem() + gl_LocalInvocationID.x));
-    if (gl_LocalInvocationID.x == 0u && firstItem() < uint(area.length()))
-        area[firstItem()] = result;
+    uint entry = gl_GlobalInvocationID.x;
+    bool present = entry < uint(area.length());
+    AreaData mine = AreaData(vec4(0.0), vec4(0.0));
+    if (present)
+        mine = area[entry];
+    sumGroup(mine);
+    if (gl_LocalInvocationID.x == 0u && present)
+        area[entry] = groupSum();
 }
 
 // Y follows the stroke from the last dab to this one, so the alpha lies along the stroke.

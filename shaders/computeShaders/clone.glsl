@@ -1,6 +1,6 @@
 #version 430 core
 layout(local_size_x = 1024) in;
-// The host builds this file once with TANGENT and once without, as addDeltas.glsl.
+// The host builds this file once more WITHOUT_TANGENT, as addDeltas.glsl.
 #define USES_POSITION
 #define USES_MASK
 #define USES_RING
@@ -9,13 +9,14 @@ layout(local_size_x = 1024) in;
 #include "common/buffers.glsl"
 #include "common/numbers.glsl"
 #include "common/ring.glsl"
-#ifdef TANGENT
 #include "common/tangent.glsl"
+
+uniform float intensity;
+#ifndef WITHOUT_TANGENT
+uniform int tangent;
 
 TANGENT_TRANSFER(offsetToBackup, offsetPoints, backupPoints)
 #endif
-
-uniform float intensity;
 
 // Grows the detail of "offsetPoints" (a vertex against its ring) onto the current pose. One walk
 // around the ring takes both means: what such a walk costs is reading the ring.
@@ -39,8 +40,9 @@ void main()
     }
     float count = float(end - begin); // none: the means are NaN, and the delta is cleaned away
     vec3 detail = offsetPoints[vertex].xyz - offsetSum / count;
-#ifdef TANGENT
-    detail = offsetToBackup(vertex, detail);
+#ifndef WITHOUT_TANGENT
+    if (tangent == 1)
+        detail = offsetToBackup(vertex, detail);
 #endif
     vec3 p = position[vertex].xyz;
     vec3 goal = backupSum / count + detail;

@@ -1,4 +1,5 @@
 #version 430 core
+layout(local_size_x = 1024) in;
 #define USES_POSITION
 #define USES_TRIANGLES
 #define USES_FALLOFF
@@ -6,8 +7,6 @@
 #define USES_TRIANGLE_HIT
 #include "common/buffers.glsl"
 #include "common/numbers.glsl"
-
-layout(local_size_x = REDUCTION_LANES) in;
 
 uniform int pass;
 uniform vec3 nearP;
@@ -105,17 +104,13 @@ HIT nearestOfGroup(HIT mine)
     return HIT(int(lowestId), uintBitsToFloat(nearestBits));
 }
 
-// Each lane takes every REDUCTION_LANES-th item of its group and keeps the nearest, because waiting
-// for each other costs more than testing one after the other.
 void reduceTriangles()
 {
-    uint begin = gl_WorkGroupID.x * GROUP_SIZE;
-    uint end = min(begin + GROUP_SIZE, triangleCount());
+    uint triangle = gl_GlobalInvocationID.x;
     HIT mine = HIT(-1, MAX_FLOAT);
-    for (uint triangle = begin + gl_LocalInvocationID.x; triangle < end;
-         triangle += REDUCTION_LANES) {
+    if (triangle < triangleCount()) {
         float found = rayDistance(triangle);
-        if (found < mine.distance)
+        if (found < MAX_FLOAT)
             mine = HIT(int(triangle), found);
     }
     HIT nearest = nearestOfGroup(mine);
@@ -131,17 +126,14 @@ void reduceTriangles()
 // another group that has not read it yet.
 void reducePartials()
 {
-    uint begin = gl_WorkGroupID.x * GROUP_SIZE;
-    uint end = min(begin + GROUP_SIZE, uint(triangleHit.length()));
+    uint entry = gl_GlobalInvocationID.x;
+    bool present = entry < uint(triangleHit.length());
     HIT mine = HIT(-1, MAX_FLOAT);
-    for (uint entry = begin + gl_LocalInvocationID.x; entry < end; entry += REDUCTION_LANES) {
-        HIT other = triangleHit[entry];
-        if (other.distance < mine.distance)
-            mine = other;
-    }
+    if (present)
+        mine = triangleHit[entry];
     HIT nearest = nearestOfGroup(mine);
-    if (gl_LocalInvocationID.x == 0u && begin < end)
-        triangleHit[begin] = nearest;
+    if (gl_LocalInvocationID.x == 0u && present)
+        triangleHit[entry] = nearest;
 }
 
 void writeHit(HIT closest)

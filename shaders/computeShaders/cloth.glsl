@@ -15,22 +15,36 @@ uniform float springK;
 uniform float deltaT;
 uniform float dampingConst;
 uniform float intensity;
+uniform int pass;
 
-// One step of a mass-spring sheet, from one pair of buffers to the other: forwards it reads "position"
-// and "basePoints" (velocities) and writes "normal" and "offsetPoints"; the host builds this file
-// once more with BACKWARDS, for the way back. The step is added to what the written buffer itself
-// held, deliberately, so the two poses leapfrog. "backupPoints" is the rest pose.
-#ifndef BACKWARDS
-#define FROM_POSITION position
-#define FROM_VELOCITY basePoints
-#define TO_POSITION normal
-#define TO_VELOCITY offsetPoints
-#else
-#define FROM_POSITION normal
-#define FROM_VELOCITY offsetPoints
-#define TO_POSITION position
-#define TO_VELOCITY basePoints
-#endif
+// One step of a mass-spring sheet, from one pair of buffers to the other: pass 0 reads "position" and
+// "basePoints" (velocities) and writes "normal" and "offsetPoints"; pass 1 goes back. The step is
+// added to what the written buffer itself held, deliberately, so the two poses leapfrog.
+// "backupPoints" is the rest pose. A neighbour at no distance gives NaN; the step is then cleaned
+// away.
+#define CLOTH_STEP(name, fromPosition, fromVelocity, toPosition, toVelocity)                   \
+    void name(uint vertex, float weight)                                                       \
+    {                                                                                          \
+        uint lists = uint(position.length()) + 1u;                                             \
+        uint end = constraints[vertex + 1u];                                                   \
+        vec3 p = fromPosition[vertex].xyz;                                                     \
+        vec3 rest = backupPoints[vertex].xyz;                                                  \
+        vec3 force = vec3(0.0);                                                                \
+        for (uint k = constraints[vertex]; k < end; ++k) {                                     \
+            uint neighbour = constraints[lists + k];                                           \
+            vec3 reach = fromPosition[neighbour].xyz - p;                                      \
+            float stretch = length(reach) - length(backupPoints[neighbour].xyz - rest);        \
+            force += normalize(reach) * springK * stretch * intensity * weight;                \
+        }                                                                                      \
+        vec3 velocity = fromVelocity[vertex].xyz;                                              \
+        force += -dampingConst * velocity;                                                     \
+        vec3 acceleration = force / particleMass;                                              \
+        vec3 delta = removeNan(velocity * deltaT + 0.5 * acceleration * deltaT * deltaT);      \
+        toPosition[vertex].xyz += delta * intensity;                                           \
+        toVelocity[vertex] = vec4(velocity + acceleration * deltaT, 0.0);                      \
+    }
+CLOTH_STEP(stepThere, position, basePoints, normal, offsetPoints)
+CLOTH_STEP(stepBack, normal, offsetPoints, position, basePoints)
 
 void main()
 {
@@ -40,24 +54,8 @@ void main()
     float weight = mask[vertex];
     if (weight < 0.0001) // pinned
         return;
-
-    uint lists = uint(position.length()) + 1u;
-    uint end = constraints[vertex + 1u];
-    vec3 p = FROM_POSITION[vertex].xyz;
-    vec3 rest = backupPoints[vertex].xyz;
-    vec3 force = vec3(0.0);
-    for (uint k = constraints[vertex]; k < end; ++k) {
-        uint neighbour = constraints[lists + k];
-        // One at no distance gives NaN; the step is then cleaned away.
-        vec3 reach = FROM_POSITION[neighbour].xyz - p;
-        float restLength = length(backupPoints[neighbour].xyz - rest);
-        force += normalize(reach) * springK * (length(reach) - restLength) * intensity * weight;
-    }
-
-    vec3 velocity = FROM_VELOCITY[vertex].xyz;
-    force += -dampingConst * velocity;
-    vec3 acceleration = force / particleMass;
-    vec3 delta = removeNan(velocity * deltaT + 0.5 * acceleration * deltaT * deltaT) * intensity;
-    TO_POSITION[vertex].xyz += delta;
-    TO_VELOCITY[vertex] = vec4(velocity + acceleration * deltaT, 0.0);
+    if (pass == 0)
+        stepThere(vertex, weight);
+    else
+        stepBack(vertex, weight);
 }

@@ -1,4 +1,5 @@
 #version 430 core
+layout(local_size_x = 1024) in;
 // The families of brushes. The host builds this file once for each of them: some drivers run through
 // the branches that no vertex takes, and every dab would pay for all brushes.
 #define PLAIN_BRUSHES 1
@@ -31,8 +32,6 @@
 #include "common/ring.glsl"
 #include "common/tangent.glsl"
 #endif
-
-layout(local_size_x = REDUCTION_LANES) in;
 
 uniform float Radius;
 uniform vec3 MoveVector;
@@ -176,8 +175,14 @@ void displace(uint vertex, float f)
     deltas[vertex].xyz += d;
 }
 
-void work(uint vertex, float f)
+void main()
 {
+    uint vertex = gl_GlobalInvocationID.x;
+    if (vertex >= uint(position.length()) || brush.hitTriangle == -1)
+        return;
+    float f = falloff[vertex];
+    if (f < 0.0001)
+        return;
 #if (BRUSHES & PLAIN_BRUSHES) != 0
     if (BrushType == MASK)
         paintMask(vertex, f);
@@ -194,23 +199,4 @@ void work(uint vertex, float f)
     // A drag of the move brush keeps the weights of its press.
     if (BrushType != MOVE)
         falloff[vertex] = 0.0;
-}
-
-// Each lane takes every REDUCTION_LANES-th vertex of its group and goes ahead to the next one with a
-// weight before it works: some drivers run through work that no lane has to do.
-void main()
-{
-    uint begin = gl_WorkGroupID.x * GROUP_SIZE + gl_LocalInvocationID.x;
-    uint end = min((gl_WorkGroupID.x + 1u) * GROUP_SIZE, uint(position.length()));
-    if (brush.hitTriangle == -1)
-        return;
-    for (uint vertex = begin; vertex < end; vertex += REDUCTION_LANES) {
-        float f = falloff[vertex];
-        while (f < 0.0001 && vertex + REDUCTION_LANES < end) {
-            vertex += REDUCTION_LANES;
-            f = falloff[vertex];
-        }
-        if (!(f < 0.0001))
-            work(vertex, f);
-    }
 }

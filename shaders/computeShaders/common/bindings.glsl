@@ -17,4 +17,3 @@
 #define CONSTRAINTS_BINDING 15
 
 #define GROUP_SIZE 1024
-#define REDUCTION_LANES 64 // of a group that reduces GROUP_SIZE items to one
