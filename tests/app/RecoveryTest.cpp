@@ -68,6 +68,20 @@ private slots:
         QCOMPARE(files().size(), 3);
     }
 
+    /// By its own main(), whose log is plain lines.
+    void theProgramItselfStarts()
+    {
+        QProcess program;
+        program.setProcessChannelMode(QProcess::MergedChannels);
+        program.start(QCoreApplication::applicationDirPath() + QStringLiteral("/plexmold"),
+                      QStringList());
+        QByteArray told("\n");
+        while (!told.contains("OpenGL") && program.waitForReadyRead())
+            told += program.readAll();
+        program.kill();
+        QVERIFY2(told.contains("\nOpenGL version: ") && program.waitForFinished(), told);
+    }
+
     void survivesKills()
     {
         const QString tools = QCoreApplication::applicationDirPath();

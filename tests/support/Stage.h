@@ -114,11 +114,7 @@ public:
         return nullptr;
     }
     /// Clicks on the check box of that text.
-    static void tick(const QString &text)
-    {
-        QAbstractButton *box = button(text);
-        Driver::drag(box, { 8, box->height() / 2 }, { 8, box->height() / 2 }, 0);
-    }
+    static void tick(const QString &text) { Driver::drag(button(text), { 8, 8 }, { 8, 8 }, 0); }
     /// The part of that class beside the label of that text; null without one.
     template <class Part> static Part *beside(const QString &label, QWidget *panel)
     {
