@@ -359,21 +359,6 @@ private slots:
         QVERIFY(file.timeRange(start, end) && start == 0.0 && end == 0.0);
     }
 
-    void invalidArchiveLeavesOutputsAlone()
-    {
-        const AlembicFile file;
-        PointArray points(2);
-        double start = 4.0, end = 5.0;
-        CameraRecord camera;
-        Topology topology;
-        topology.addMesh(QStringLiteral("kept"), 1);
-        const LogCapture log;
-        QVERIFY(!file.readPoints(points, 0.0) && !file.timeRange(start, end) &&
-                !file.readCamera(camera, 0.0) && !file.fillTopology(topology));
-        QCOMPARE(LogCapture::countContaining(QStringLiteral("archive is invalid")), 4);
-        QVERIFY(points.size() == 2 && start + end == 9.0 && topology.meshes().size() == 1);
-    }
-
     /// One line is written, and what was read before stays; an archive that does not open leaves
     /// the one that is open.
     void damageIsRefused()

@@ -33,6 +33,8 @@ void choose(int row)
 {
     auto *tree = Global::outliner()->findChild<QTreeWidget *>();
     const QPoint at = tree->visualItemRect(tree->topLevelItem(row)).center();
+    const QString name = tree->topLevelItem(row)->text(0);
+    QVERIFY(tree->columnWidth(0) > tree->fontMetrics().horizontalAdvance(name));
     QTest::mouseClick(tree->viewport(), Qt::LeftButton, {}, at);
     QTest::mouseDClick(tree->viewport(), Qt::LeftButton, {}, at);
     QVERIFY(QTest::qWaitForWindowExposed(Global::cameraWindow()));
@@ -60,12 +62,12 @@ private slots:
             auto shot =
                 writer.xform(writer.top(), "shot",
                              { shotCamera(0), shotCamera(1), shotCamera(2), shotCamera(3) });
-            writer.camera(shot, "shotShape", { 35, 34, 33, 32 });
+            writer.camera(shot, "shotCameraOfTheSecondUnitAtNight", { 35, 34, 33, 32 });
             writer.camera(other, "lensless", { 0 });
         }
         Stage::open(path);
         choose(2); // cameras alone are listed
-        QCOMPARE(view()->cameraName(), QStringLiteral("shotShape"));
+        QCOMPARE(view()->cameraName(), QStringLiteral("shotCameraOfTheSecondUnitAtNight"));
         plate() = {};
     }
 

@@ -85,6 +85,16 @@ class ViewHandTest : public QObject {
 private slots:
     void initTestCase() { NEEDS_GL(m_stage.hasGL()); }
     void init() { m_stage.import(testSphere(48, 32)); }
+    void onlyFrontsAreDrawn()
+    {
+        TestMesh sheet = testGrid(5);
+        std::reverse(sheet.indices.begin(), sheet.indices.end());
+        m_stage.import(sheet);
+        const QImage behind = Stage::view()->grabFramebuffer();
+        Global::clearScene();
+        QVERIFY(behind == Stage::view()->grabFramebuffer());
+    }
+
     void altDragsMoveTheCamera()
     {
         const QPoint at = Stage::middle();
