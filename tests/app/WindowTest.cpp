@@ -36,8 +36,9 @@ private slots:
                             MainWindow::bySurface(), MainWindow::symmetry(),
                             MainWindow::cotangent(), Stage::view()->minimumHeight(), ruler.height(),
                             Global::mainWindow()->width(), Global::layerManager()->maximumWidth(),
-                            Global::shapeBrowser()->width(), Global::cameraWindow()->width() }),
-            (QVector<int> { 80, 0, 0, 0, 0, 24, 0, 0, 0, 400, 140, 800, 300, 800, 960 }));
+                            Global::shapeBrowser()->width(), Global::cameraWindow()->width(),
+                            QCoreApplication::testAttribute(Qt::AA_UseHighDpiPixmaps) }),
+            (QVector<int> { 80, 0, 0, 0, 0, 24, 0, 0, 0, 400, 140, 800, 300, 800, 960, 1 }));
         QVERIFY(Stage::idle(0) && Stage::view()->lightDirection() == QVector3D(0, 0, 1));
     }
     void init()

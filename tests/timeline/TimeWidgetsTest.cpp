@@ -114,7 +114,7 @@ private slots:
             { width - 15, width - 75, 100, 60 },
             { width / 2, width / 2 - 30, 70, 90 },
             { width / 2, width / 2 + 300, 160, 0 },
-            { 40, 140, 160, 0 }, // an empty margin
+            { 140, 40, 160, 0 }, // an empty margin
             { 175, -40, 0, 0 },
         };
         for (const auto &[from, to, left, right] : rows) {
