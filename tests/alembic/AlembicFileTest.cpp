@@ -240,7 +240,7 @@ private slots:
             QVERIFY(open(file) && file.timeRange(start, end) && qFuzzyCompare(end, 5 / fps));
             const std::pair<double, int> rows[] = {
                 { -99, 0 }, { 1, 0 },        { 3.9, 2 },      { 4, 3 },
-                { 4.5, 3 }, { 4 - 5e-5, 3 }, { 4 - 2e-4, 2 }, { 99, 4 },
+                { 4.5, 3 }, { 5 - 5e-5, 4 }, { 4 - 2e-4, 2 }, { 99, 4 },
             };
             for (const auto &[time, sample] : rows) {
                 PointArray points(3);

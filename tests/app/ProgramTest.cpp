@@ -128,6 +128,7 @@ private slots:
         Global::clearScene();
         for (int kind = 0; kind < 5; ++kind)
             Stage::addLayer(LayerKind(kind));
+        Global::layers()[1]->setIterations(2);
         const LayerData &sculpt = *Global::layers()[0]->data();
         PointArray sculpted;
         for (const bool fits : { true, false }) {
@@ -137,6 +138,7 @@ private slots:
                 sculpted = sculpt.offsetPoints();
                 QVERIFY(sculpted.size() == 8 && sculpted == sculpt.basePoints());
                 QVERIFY(Global::layers()[1]->data()->offsetPoints() == sculpted);
+                QVERIFY(Global::layers()[1]->data()->basePoints() != sculpted); // relaxed
                 QCOMPARE(Global::layers()[4]->data()->basePoints().size(), size_t(8));
                 Global::layers()[0]->select();
             }
